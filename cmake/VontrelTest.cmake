@@ -1,0 +1,23 @@
+# vontrel_add_test(NAME <name> SOURCES <files...> [LABELS <labels...>] [LIBRARIES <libs...>] [GUILESS])
+#
+# One Qt Test executable under CTest. Every test runs through tests/support/run-test.sh, which gives it a
+# private HOME, XDG_CONFIG_HOME and TMPDIR; a test labelled x11 also gets an Xvfb server of its own, the
+# others run on the offscreen platform.
+function(vontrel_add_test)
+    cmake_parse_arguments(ARG "GUILESS" "NAME;TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
+    add_executable(${ARG_NAME} ${ARG_SOURCES})
+    target_link_libraries(${ARG_NAME} PRIVATE vontrel_core vontrel_testsupport Qt6::Test ${ARG_LIBRARIES})
+    set(mode offscreen)
+    if("x11" IN_LIST ARG_LABELS)
+        set(mode x11)
+    endif()
+    add_test(NAME ${ARG_NAME}
+        COMMAND "${PROJECT_SOURCE_DIR}/tests/support/run-test.sh" ${mode} $<TARGET_FILE:${ARG_NAME}>)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 300)
+    endif()
+    set_tests_properties(${ARG_NAME} PROPERTIES
+        LABELS "${ARG_LABELS}"
+        TIMEOUT ${ARG_TIMEOUT}
+        ENVIRONMENT "VONTREL_SOURCE_DIR=${PROJECT_SOURCE_DIR};VONTREL_BINARY_DIR=${PROJECT_BINARY_DIR};LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
+endfunction()

@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Vontrel's one entry point for building, starting and testing on Debian or Ubuntu.
+#
+#   ./dev.sh start             install what is missing, build, start Vontrel
+#   ./dev.sh test              install what is missing, build with warnings as errors, run every test
+#   ./dev.sh test --sanitize   the same in a separate AddressSanitizer + UBSan build
+#   ./dev.sh build             install what is missing and build only
+#
+# Extra arguments after "test" go to ctest, e.g. ./dev.sh test -R test_configmanager or -L x11.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+BUILD_PACKAGES=(
+    cmake ninja-build g++ pkg-config ccache git clang-format
+    qt6-base-dev qt6-svg-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools qt6-base-dev-tools
+    libgl-dev libtesseract-dev libleptonica-dev libx11-dev libxtst-dev libxcb1-dev
+    tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
+    fonts-dejavu-core fonts-noto-cjk
+)
+TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick)
+
+install_missing() {
+    local missing=() p
+    for p in "$@"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")
+    done
+    [ "${#missing[@]}" -eq 0 ] && return 0
+    echo "dev.sh: installing ${missing[*]}"
+    local sudo=()
+    [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+    "${sudo[@]}" apt-get update -qq
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+configure_and_build() {
+    local dir=$1
+    shift
+    cmake -S . -B "$dir" -G Ninja "$@"
+    cmake --build "$dir" --parallel "$(nproc)"
+}
+
+command=${1:-start}
+[ $# -gt 0 ] && shift
+case "$command" in
+start)
+    install_missing "${BUILD_PACKAGES[@]}"
+    configure_and_build build
+    exec ./build/src/vontrel "$@"
+    ;;
+build)
+    install_missing "${BUILD_PACKAGES[@]}"
+    configure_and_build build
+    ;;
+test)
+    install_missing "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
+    if [ "${1:-}" = "--sanitize" ]; then
+        shift
+        configure_and_build build-sanitize -DCMAKE_BUILD_TYPE=Debug -DVONTREL_SANITIZE=ON -DVONTREL_WERROR=ON \
+            -DVONTREL_BUILD_BENCH=OFF
+        dir=build-sanitize
+    else
+        scripts/format.sh --check
+        configure_and_build build -DVONTREL_WERROR=ON
+        dir=build
+    fi
+    ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@"
+    ;;
+*)
+    echo "usage: ./dev.sh start | build | test [--sanitize] [ctest arguments]" >&2
+    exit 2
+    ;;
+esac

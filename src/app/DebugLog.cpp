@@ -1,0 +1,32 @@
+#include "app/DebugLog.h"
+
+#include <QDateTime>
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTextStream>
+
+QString debugLogPath()
+{
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::TempLocation);
+    if (dir.isEmpty())
+        return {};
+    QDir().mkpath(dir);
+    return QDir(dir).filePath(QStringLiteral("vontrel-debug.log"));
+}
+
+void appendDebugLog(const QString &message)
+{
+    const QString path = debugLogPath();
+    if (path.isEmpty())
+        return;
+    // Opened and closed for every line, so the file is complete even if the process dies right after.
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        qWarning().noquote() << "Failed to write debug log:" << path;
+        return;
+    }
+    QTextStream out(&file);
+    out << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << message << '\n';
+}

@@ -1,0 +1,107 @@
+#include "ui/IconTint.h"
+#include "ui/ThemeColors.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QPainter>
+#include <QPalette>
+#include <QRegularExpression>
+#include <QSvgRenderer>
+#include <QTest>
+
+class TestTheme : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void brightnessThreshold_data()
+    {
+        QTest::addColumn<QString>("window");
+        QTest::addColumn<bool>("dark");
+        QTest::newRow("mid grey counts as light") << "#808080" << false;
+        QTest::newRow("just below is dark") << "#7f7f7f" << true;
+        QTest::newRow("white") << "#ffffff" << false;
+        QTest::newRow("dark grey") << "#2d2d2d" << true;
+        // Green weighs most: a pure green is bright, a pure blue dark.
+        QTest::newRow("green") << "#00ff00" << false;
+        QTest::newRow("blue") << "#0000ff" << true;
+    }
+
+    void brightnessThreshold()
+    {
+        QFETCH(QString, window);
+        QPalette palette = QApplication::palette();
+        palette.setColor(QPalette::Window, QColor(window));
+        QApplication::setPalette(palette);
+        QTEST(vontrelIsDarkMode(), "dark");
+        QTEST(vontrelThemeColors().isDark, "dark");
+    }
+
+    void colourSets()
+    {
+        const QRegularExpression hex(QStringLiteral("^#[0-9a-f]{6}$"));
+        for (bool dark : {false, true}) {
+            const ThemeColors c = vontrelThemeColorsFor(dark);
+            QCOMPARE(c.isDark, dark);
+            QCOMPARE(c.buttonText, c.textPrimary);
+            const QString all[] = {
+                c.windowBackground,     c.cardBackground,     c.windowBorder,     c.textPrimary,
+                c.textSecondary,        c.inputBackground,    c.inputBorder,      c.inputFocusBorder,
+                c.sidebarSelected,      c.sidebarHover,       c.buttonBackground, c.buttonHover,
+                c.buttonPressed,        c.buttonText,         c.buttonBorder,     c.buttonDisabledBackground,
+                c.buttonDisabledText,   c.iconColor,          c.iconButtonHover,  c.errorColor,
+                c.errorHoverBackground, c.errorDisabledBorder};
+            for (const QString &colour : all)
+                QVERIFY2(hex.match(colour).hasMatch(), qPrintable(colour));
+        }
+        QCOMPARE(vontrelThemeColorsFor(true).errorColor, QStringLiteral("#ff6b6b"));
+        QCOMPARE(vontrelThemeColorsFor(false).inputFocusBorder, QStringLiteral("#8a8a8a"));
+    }
+
+    void tintKeepsAlpha()
+    {
+        const QString path = QStringLiteral(":/icons/copy.svg");
+        QSvgRenderer renderer(path);
+        QVERIFY(renderer.isValid());
+        QImage reference(renderer.defaultSize(), QImage::Format_ARGB32);
+        reference.fill(Qt::transparent);
+        {
+            QPainter painter(&reference);
+            renderer.render(&painter);
+        }
+
+        const QColor tint(QStringLiteral("#d64545"));
+        const QIcon icon = tintedMenuIcon(path, tint);
+        QVERIFY(!icon.isNull());
+        const QImage tinted =
+            icon.pixmap(renderer.defaultSize()).toImage().convertToFormat(QImage::Format_ARGB32);
+        QCOMPARE(tinted.size(), reference.size());
+
+        int covered = 0;
+        for (int y = 0; y < tinted.height(); ++y) {
+            for (int x = 0; x < tinted.width(); ++x) {
+                const QColor want = reference.pixelColor(x, y);
+                const QColor got = tinted.pixelColor(x, y);
+                QVERIFY(qAbs(got.alpha() - want.alpha()) <= 1);
+                if (got.alpha() > 128) {
+                    ++covered;
+                    QVERIFY(qAbs(got.red() - tint.red()) <= 2);
+                    QVERIFY(qAbs(got.green() - tint.green()) <= 2);
+                    QVERIFY(qAbs(got.blue() - tint.blue()) <= 2);
+                }
+            }
+        }
+        QVERIFY(covered > 0);
+    }
+
+    void tintFallsBackForNonSvg()
+    {
+        // A PNG is no SVG: the plain resource icon comes back instead of a null icon.
+        const QIcon icon = tintedMenuIcon(QStringLiteral(":/icons/vontrel-menu-icon.png"), Qt::red);
+        QVERIFY(!icon.isNull());
+        QVERIFY(tintedMenuIcon(QStringLiteral(":/icons/missing.svg"), Qt::red).pixmap(16).isNull());
+    }
+};
+
+QTEST_MAIN(TestTheme)
+#include "test_theme.moc"

@@ -1,0 +1,126 @@
+#include "ai/ActionService.h"
+
+#include "ai/ILLMClient.h"
+#include "config/ConfigManager.h"
+
+#include <QDebug>
+#include <QMetaEnum>
+
+namespace {
+
+// Prompt templates are sent to the model as they are and never translated.
+const char kTranslateTemplate[] =
+    "You are a professional translator. Your task is to translate the input text into %1.\n"
+    "\n"
+    "Instructions:\n"
+    "1. Auto-detect Source Language: Identify the language of the input text automatically.\n"
+    "2. Handle Mixed Languages: If the input contains multiple languages, translate all non-%1 parts into "
+    "%1. "
+    "Keep %1 parts as is.\n"
+    "3. Maintain Structure: Preserve paragraphs, lists, and formatting.\n"
+    "4. Reformat for Readability:\n"
+    "   - Convert chaotic or poorly formatted text into clean paragraphs.\n"
+    "   - Use appropriate line breaks and spacing.\n"
+    "   - Ensure the output is easy to read and well-organized.\n"
+    "5. Output Only Translation: Provide only the translated and reformatted text. Do not add explanations, "
+    "notes, or markdown code blocks unless they exist in the original.";
+
+const char kSummarizeTemplate[] =
+    "Summarize the following text into 3-5 bullet points. Be concise and focus on the key information. "
+    "Format each point with a bullet (-).\n\nInput:\n%1";
+
+const char kCleanupTemplate[] =
+    "Reformat the following text into clean, well-structured Markdown. Fix any typos, improve structure and "
+    "readability, but preserve the original meaning. Do not add extra content or explanations.\n\nInput:\n%1";
+
+// Fills "%1" in a template in one pass, so placeholders inside the inserted text are left alone (QString::arg
+// would also renumber the template's other markers).
+QString fillTemplate(const char *templ, const QString &value)
+{
+    return QString::fromUtf8(templ).replace(QLatin1String("%1"), value);
+}
+
+} // namespace
+
+ActionService::ActionService(ILLMClient *client, QObject *parent)
+    : QObject(parent)
+    , m_client(client)
+{}
+
+void ActionService::setTargetLanguage(const QString &language)
+{
+    m_targetLanguage = language;
+}
+
+QString ActionService::actionName(ActionType type)
+{
+    const char *key = QMetaEnum::fromType<ActionType>().valueToKey(type);
+    return key ? QString::fromLatin1(key) : QString::number(int(type));
+}
+
+QString ActionService::buildPrompt(ActionType type, const QString &text) const
+{
+    switch (type) {
+    case Translate:
+        return buildTranslatePrompt(text);
+    case Summarize:
+        return buildSummarizePrompt(text);
+    case Cleanup:
+        return buildCleanupPrompt(text);
+    }
+    return QString();
+}
+
+QString ActionService::buildTranslatePrompt(const QString &text) const
+{
+    QString prompt = ConfigManager::instance()->systemPrompt();
+    if (!prompt.isEmpty())
+        prompt.replace(QLatin1String("${target_language}"), m_targetLanguage);
+    else
+        prompt = fillTemplate(kTranslateTemplate, m_targetLanguage);
+    prompt += QLatin1String("\n\nInput:\n");
+    prompt += text;
+    qDebug().noquote() << "ActionService: Target Language:" << m_targetLanguage;
+    qDebug().noquote() << "ActionService: Final Prompt Length:" << prompt.size();
+    return prompt;
+}
+
+QString ActionService::buildSummarizePrompt(const QString &text) const
+{
+    return fillTemplate(kSummarizeTemplate, text);
+}
+
+QString ActionService::buildCleanupPrompt(const QString &text) const
+{
+    return fillTemplate(kCleanupTemplate, text);
+}
+
+QString ActionService::executeAction(ActionType type, const QString &text)
+{
+    m_lastError.clear();
+    if (!m_client) {
+        m_lastError = tr("LLM client not available");
+        return QString();
+    }
+    if (!m_client->isConfigured()) {
+        m_lastError = tr("LLM client not configured");
+        return QString();
+    }
+    if (text.trimmed().isEmpty()) {
+        m_lastError = tr("Input text is empty");
+        return QString();
+    }
+    if (type != Translate && type != Summarize && type != Cleanup) {
+        m_lastError = tr("Unknown action type");
+        return QString();
+    }
+    const QString prompt = buildPrompt(type, text);
+    qDebug().noquote() << "ActionService: Executing action" << actionName(type)
+                       << "with prompt length:" << prompt.size();
+    const QString answer = m_client->complete(prompt);
+    if (answer.isEmpty()) {
+        const QString clientError = m_client->lastError();
+        m_lastError = clientError.isEmpty() ? tr("Empty response from LLM") : clientError;
+    }
+    return answer;
+}

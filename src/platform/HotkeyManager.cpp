@@ -1,0 +1,188 @@
+#include "platform/HotkeyManager.h"
+
+#include "platform/IHotkeyBackend.h"
+
+#include <QDebug>
+
+namespace {
+
+// The native callbacks reach the manager only through this pointer, so a press that arrives after the
+// manager is gone finds null and is dropped.
+HotkeyManager *g_instance = nullptr;
+
+constexpr int slotIndex(int id)
+{
+    return id - 1;
+}
+
+} // namespace
+
+HotkeyManager::HotkeyManager(QObject *parent)
+    : HotkeyManager(vontrelCreateHotkeyBackend(), parent)
+{}
+
+HotkeyManager::HotkeyManager(std::unique_ptr<IHotkeyBackend> backend, QObject *parent)
+    : QObject(parent)
+    , m_backend(std::move(backend))
+{
+    g_instance = this;
+}
+
+HotkeyManager::~HotkeyManager()
+{
+    teardown();
+    if (g_instance == this)
+        g_instance = nullptr;
+}
+
+QKeySequence HotkeyManager::defaultCaptureHotkey()
+{
+    return QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_1));
+}
+
+QKeySequence HotkeyManager::defaultClipboardTextHotkey()
+{
+    return QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_2));
+}
+
+QString HotkeyManager::logPrefix() const
+{
+    return QStringLiteral("HotkeyManager(%1):").arg(m_backend->platformTag());
+}
+
+bool HotkeyManager::registerHotkeys()
+{
+    return registerHotkeys(defaultCaptureHotkey(), defaultClipboardTextHotkey());
+}
+
+void HotkeyManager::teardown()
+{
+    for (int id = CaptureHotkey; id <= ClipboardTextHotkey; ++id) {
+        if (m_slots[slotIndex(id)]) {
+            m_backend->unregisterHotkey(id);
+            m_slots[slotIndex(id)] = false;
+        }
+    }
+    if (m_handlerInstalled) {
+        m_backend->removeHandler();
+        m_handlerInstalled = false;
+    }
+    m_registered = false;
+}
+
+void HotkeyManager::unregisterHotkeys()
+{
+    teardown();
+}
+
+bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySequence &clipboardText)
+{
+    m_lastError = QString();
+    if (m_registered)
+        teardown();
+    g_instance = this;
+
+    const QString prefix = logPrefix();
+    qInfo().noquote() << prefix << "registering hotkeys:"
+                      << "capture =" << capture.toString(QKeySequence::NativeText)
+                      << ", clipboardText =" << clipboardText.toString(QKeySequence::NativeText);
+
+    if (capture.isEmpty() && clipboardText.isEmpty()) {
+        m_lastError = QStringLiteral("No hotkeys configured");
+        qWarning().noquote() << prefix << "registerHotkeys failed:" << m_lastError;
+        return false;
+    }
+
+    // Only the first chord of a multi-chord sequence can be a global hotkey.
+    std::optional<HotkeyChord> captureChord;
+    if (!capture.isEmpty()) {
+        captureChord = vontrelHotkeyChord(capture[0]);
+        if (!captureChord) {
+            m_lastError = QStringLiteral("Unsupported capture hotkey: %1").arg(capture.toString());
+            qWarning().noquote() << prefix << "map capture hotkey failed:" << m_lastError;
+            return false;
+        }
+    }
+    std::optional<HotkeyChord> clipboardChord;
+    if (!clipboardText.isEmpty()) {
+        clipboardChord = vontrelHotkeyChord(clipboardText[0]);
+        if (!clipboardChord) {
+            m_lastError =
+                QStringLiteral("Unsupported clipboard text hotkey: %1").arg(clipboardText.toString());
+            qWarning().noquote() << prefix << "map clipboard text hotkey failed:" << m_lastError;
+            return false;
+        }
+    }
+
+    const auto captureNative =
+        captureChord ? m_backend->nativeKey(*captureChord) : std::pair<quint32, quint32>{};
+    const auto clipboardNative =
+        clipboardChord ? m_backend->nativeKey(*clipboardChord) : std::pair<quint32, quint32>{};
+    qInfo().noquote() << prefix << "mapped capture keyCode/mods =" << captureNative.first
+                      << captureNative.second << ", clipboardText keyCode/mods =" << clipboardNative.first
+                      << clipboardNative.second;
+
+    QString error;
+    const int installStatus = m_backend->installHandler(&error);
+    if (installStatus != 0) {
+        qWarning().noquote() << "HotkeyManager: Failed to install event handler, status:" << installStatus;
+        m_lastError =
+            error.isEmpty()
+                ? QStringLiteral("InstallApplicationEventHandler failed (status=%1)").arg(installStatus)
+                : error;
+        return false;
+    }
+    m_handlerInstalled = true;
+    qInfo().noquote() << prefix << "event handler installed";
+
+    const auto fail = [this]() {
+        teardown();
+        return false;
+    };
+
+    if (captureChord) {
+        const int status =
+            m_backend->registerHotkey(CaptureHotkey, *captureChord, QStringLiteral("capture"), &error);
+        if (status != 0) {
+            qWarning().noquote() << "HotkeyManager: Failed to register capture hotkey, status:" << status;
+            m_lastError =
+                error.isEmpty()
+                    ? QStringLiteral("RegisterEventHotKey failed for capture (status=%1)").arg(status)
+                    : error;
+            return fail();
+        }
+        m_slots[slotIndex(CaptureHotkey)] = true;
+        qInfo().noquote() << prefix << "capture hotkey registered";
+    }
+    if (clipboardChord) {
+        const int status = m_backend->registerHotkey(ClipboardTextHotkey, *clipboardChord,
+                                                     QStringLiteral("clipboard text"), &error);
+        if (status != 0) {
+            qWarning().noquote() << "HotkeyManager: Failed to register clipboard text hotkey, status:"
+                                 << status;
+            m_lastError =
+                error.isEmpty()
+                    ? QStringLiteral("RegisterEventHotKey failed for clipboard text (status=%1)").arg(status)
+                    : error;
+            return fail();
+        }
+        m_slots[slotIndex(ClipboardTextHotkey)] = true;
+        qInfo().noquote() << prefix << "clipboard text hotkey registered";
+    }
+
+    m_registered = true;
+    qInfo().noquote() << prefix << "registerHotkeys ok";
+    return true;
+}
+
+void HotkeyManager::dispatchHotkeyPress(int hotkeyId, int readStatus)
+{
+    HotkeyManager *manager = g_instance;
+    const QString tag = manager ? manager->m_backend->platformTag() : QStringLiteral("-");
+    qInfo().noquote() << QStringLiteral("HotkeyManager(%1):").arg(tag)
+                      << "hotkey event received, status =" << readStatus << ", id =" << hotkeyId;
+    if (!manager || readStatus != 0)
+        return;
+    // Queued even on the GUI thread: receivers must not run inside the native event callback.
+    QMetaObject::invokeMethod(manager, "hotkeyTriggered", Qt::QueuedConnection, Q_ARG(int, hotkeyId));
+}

@@ -1,0 +1,22 @@
+#include "platform/linux/X11SelectedTextProvider.h"
+
+#include <QClipboard>
+#include <QDebug>
+#include <QGuiApplication>
+
+std::unique_ptr<ISelectedTextProvider> vontrelCreateSelectedTextProvider()
+{
+    return std::make_unique<X11SelectedTextProvider>();
+}
+
+QString X11SelectedTextProvider::selectedText()
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    if (!clipboard->supportsSelection()) {
+        qDebug().noquote() << "X11SelectedTextProvider: this session has no PRIMARY selection";
+        return QString();
+    }
+    const QString text = clipboard->text(QClipboard::Selection).trimmed();
+    qDebug().noquote() << "X11SelectedTextProvider: PRIMARY selection length =" << text.size();
+    return text;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/AutoStartManager.h"
+
+#include <QString>
+
+// Start at login through an XDG autostart entry ($XDG_CONFIG_HOME/autostart/vontrel.desktop) whose Exec
+// line names this executable.
+class XdgAutoStartBackend final : public IAutoStartBackend
+{
+public:
+    // The user's autostart folder and this executable (the AppImage file when run from one).
+    XdgAutoStartBackend();
+    XdgAutoStartBackend(const QString &autostartDir, const QString &executablePath);
+
+    bool isEnabled() const override;
+    bool enable() override;
+    bool disable() override;
+
+    QString entryPath() const;
+    // The desktop-entry text that starts the executable.
+    static QByteArray entryText(const QString &executablePath);
+    // The program named by an Exec value (first argument, quotes and escapes resolved); empty when malformed.
+    static QString programOfExec(const QString &execValue);
+
+private:
+    QString m_autostartDir;
+    QString m_executablePath;
+};

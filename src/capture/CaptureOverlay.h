@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QImage>
+#include <QPixmap>
+#include <QPoint>
+#include <QRect>
+#include <QWidget>
+
+// Full-screen region selector: freezes the screen under the cursor, dims it and lets the user drag out a
+// rectangle. Shows itself from the constructor; never reused after it has reported.
+class CaptureOverlay final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit CaptureOverlay(QWidget *parent = nullptr);
+
+    // False when no screen could be grabbed; the overlay was then never shown and will report nothing.
+    bool hasScreenshot() const { return !m_screenshot.isNull(); }
+
+signals:
+    // The selected pixels at full device resolution, with the screen's device pixel ratio.
+    void captureDone(QImage image);
+    void captureCancelled();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    void captureScreen();
+    QImage captureSelectedRegion() const;
+
+    QPixmap m_screenshot;
+    QPoint m_selectionStart;
+    QPoint m_selectionEnd;
+    bool m_selecting = false;
+    QRect m_selection;
+    qreal m_devicePixelRatio = 1.0;
+};

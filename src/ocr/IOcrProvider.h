@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+#include <memory>
+
+// Turns an image of screen text into plain text. One instance may serve several recognitions at once, from
+// any thread.
+class IOcrProvider
+{
+public:
+    virtual ~IOcrProvider() = default;
+    // The recognised lines joined by "\n" (no trailing line feed); empty when nothing was found or the
+    // recognition failed (the reason is logged).
+    virtual QString recognize(QImage image) = 0;
+    // False when this system cannot recognise text at all (no engine or no language data); recognize() then
+    // returns nothing useful.
+    virtual bool isAvailable() = 0;
+};
+
+// The platform's provider: Tesseract on Linux. `languages` overrides the language data for this instance
+// (Tesseract's "chi_sim+eng" form); empty means the default choice, Simplified Chinese first, then English.
+std::unique_ptr<IOcrProvider> vontrelCreateOcrProvider(const QString &languages = QString());

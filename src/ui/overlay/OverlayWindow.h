@@ -137,4 +137,5 @@ private:
     QVBoxLayout *m_mainLayout = nullptr;
     QMetaObject::Connection m_focusWindowConnection;
     QMetaObject::Connection m_appStateConnection;
+    QLabel *m_titleLabel = nullptr;
 };

@@ -1,0 +1,101 @@
+#include "platform/RoundedCornerHelper.h"
+
+#include <QByteArray>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QPainterPath>
+#include <QPolygon>
+#include <QRegion>
+#include <QWidget>
+#include <QWindow>
+#include <QtGui/qguiapplication_platform.h>
+
+#include <X11/Xlib.h>
+
+namespace {
+
+constexpr char kKeeperName[] = "_vontrelRoundedCornerMask";
+constexpr char kRadiusProperty[] = "_vontrelCornerRadius";
+
+// An X11 screen has a compositing manager when someone owns its _NET_WM_CM_Sn selection (EWMH). Only then
+// does a translucent window show the desktop through its transparent corners; without one they turn black.
+bool compositorRunning()
+{
+    auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    Display *display = x11 ? x11->display() : nullptr;
+    if (!display)
+        return false;
+    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(DefaultScreen(display));
+    const Atom selection = XInternAtom(display, name.constData(), False);
+    return XGetSelectionOwner(display, selection) != 0;
+}
+
+QRegion roundedRegion(const QSize &size, int radius)
+{
+    QPainterPath path;
+    path.addRoundedRect(QRectF(QPointF(0, 0), QSizeF(size)), radius, radius);
+    return QRegion(path.toFillPolygon().toPolygon());
+}
+
+// Keeps the window's rounded mask the size of the window: the overlay grows with its content after the
+// corners were first applied, and a stale mask would cut off the new part.
+class RoundedMaskKeeper final : public QObject
+{
+public:
+    explicit RoundedMaskKeeper(QWidget *widget)
+        : QObject(widget)
+        , m_widget(widget)
+    {
+        setObjectName(QLatin1String(kKeeperName));
+        widget->installEventFilter(this);
+    }
+
+    void apply() const
+    {
+        const int radius = m_widget->property(kRadiusProperty).toInt();
+        if (radius > 0 && !m_widget->size().isEmpty())
+            m_widget->setMask(roundedRegion(m_widget->size(), radius));
+        else
+            m_widget->clearMask();
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched == m_widget && event->type() == QEvent::Resize)
+            apply();
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    QWidget *m_widget;
+};
+
+} // namespace
+
+void RoundedCornerHelper::prepareWindow(QWidget *widget)
+{
+    if (!widget || widget->testAttribute(Qt::WA_WState_Created))
+        return;
+    if (compositorRunning())
+        widget->setAttribute(Qt::WA_TranslucentBackground, true);
+}
+
+void RoundedCornerHelper::applyRoundedCorners(QWidget *widget, int radius)
+{
+    if (!widget || !widget->windowHandle() || widget->windowHandle()->winId() == 0)
+        return;
+
+    auto *keeper =
+        widget->findChild<RoundedMaskKeeper *>(QLatin1String(kKeeperName), Qt::FindDirectChildrenOnly);
+    // A translucent window on a compositing desktop shows the style sheet's antialiased border as it is.
+    if (widget->testAttribute(Qt::WA_TranslucentBackground) && compositorRunning()) {
+        delete keeper;
+        widget->clearMask();
+        return;
+    }
+    widget->setProperty(kRadiusProperty, radius);
+    if (!keeper)
+        keeper = new RoundedMaskKeeper(widget);
+    keeper->apply();
+}

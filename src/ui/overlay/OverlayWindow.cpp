@@ -1,0 +1,1052 @@
+#include "ui/overlay/OverlayWindow.h"
+
+#include "platform/RoundedCornerHelper.h"
+#include "ui/IconTint.h"
+#include "ui/ThemeColors.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QClipboard>
+#include <QCursor>
+#include <QDebug>
+#include <QFontMetrics>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLayoutItem>
+#include <QMouseEvent>
+#include <QPixmap>
+#include <QPushButton>
+#include <QScreen>
+#include <QTextBlock>
+#include <QTextBrowser>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextEdit>
+#include <QTimer>
+#include <QToolButton>
+#include <QToolTip>
+#include <QVBoxLayout>
+#include <QWindow>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+namespace {
+
+// One flag for the whole process: setFixedHeight and resize re-enter the sizing pass through resizeEvent
+// and contentsChanged, and a nested pass (even one of another overlay) would measure half-applied heights.
+bool s_autoHeightsRunning = false;
+
+constexpr char kDesiredHeightProperty[] = "_vontrelDesiredHeight";
+constexpr char kMinHeightProperty[] = "_vontrelMinHeight";
+
+constexpr int kMinWidth = 650;
+constexpr int kMinHeight = 240;
+constexpr int kMaxWidthCap = 980;
+constexpr int kMaxHeightCap = 800;
+constexpr int kSourceCapWithResult = 160;
+constexpr int kSourceCapAlone = 240;
+constexpr int kSourceCapWhileWaiting = 280;
+constexpr int kResultCap = 400;
+constexpr int kResultMinWhileWaiting = 160;
+constexpr int kPreviewMinHeight = 48;
+constexpr int kPreviewMaxHeight = 160;
+constexpr int kCornerButtonInset = 2;
+constexpr int kCornerRadius = 12;
+
+// True when the document holds anything but white space. Stops at the first visible character, so a long
+// streamed result costs nothing per chunk (toPlainText().trimmed() would copy the whole text every time).
+bool hasVisibleText(const QTextDocument *doc)
+{
+    if (!doc)
+        return false;
+    for (QTextBlock block = doc->begin(); block.isValid(); block = block.next()) {
+        const QString text = block.text();
+        for (const QChar ch : text) {
+            if (!ch.isSpace())
+                return true;
+        }
+    }
+    return false;
+}
+
+QString textAreaStyle(const char *className, const ThemeColors &colors)
+{
+    return QStringLiteral("\n        %4 {\n            background-color: %1;\n            color: %2;\n"
+                          "            border: 1px solid %3;\n            border-radius: 6px;\n"
+                          "            padding: 8px;\n            font-size: 13px;\n        }\n    ")
+        .arg(colors.inputBackground, colors.textPrimary, colors.inputBorder, QLatin1String(className));
+}
+
+QString cornerButtonStyle(const QString &border, const QString &hover, const QString &disabledBorder,
+                          const QString &background)
+{
+    return QStringLiteral("\n        QToolButton {\n            background-color: %4;\n"
+                          "            border: 1px solid %1;\n            border-radius: 4px;\n"
+                          "            padding: 1px;\n        }\n        QToolButton:hover {\n"
+                          "            background-color: %2;\n        }\n        QToolButton:disabled {\n"
+                          "            background-color: %4;\n            border-color: %3;\n        }\n    ")
+        .arg(border, hover, disabledBorder, background);
+}
+
+// The SVG recoloured to one colour; an SVG that does not load falls back to the plain resource icon.
+QIcon tintedSvgIcon(const QString &path, const QString &color)
+{
+    return tintedMenuIcon(path, QColor(color));
+}
+
+QToolButton *makeCornerButton(QWidget *area, const QString &iconPath, const QString &tint,
+                              const QString &style)
+{
+    auto *button = new QToolButton(area);
+    button->setFixedSize(22, 22);
+    button->setIconSize(QSize(14, 14));
+    button->setCursor(Qt::PointingHandCursor);
+    button->setIcon(tintedSvgIcon(iconPath, tint));
+    button->setStyleSheet(style);
+    // Clicking a corner button must not pull focus out of the text the user is editing.
+    button->setFocusPolicy(Qt::NoFocus);
+    button->hide();
+    return button;
+}
+
+bool isEnterKey(const QKeyEvent *event)
+{
+    return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+}
+
+} // namespace
+
+OverlayWindow::OverlayWindow(QWidget *parent)
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+{
+    // The session controller deletes overlays itself, after it has seen closed().
+    setAttribute(Qt::WA_DeleteOnClose, false);
+    // A plain QWidget subclass paints its style-sheet background only with this attribute.
+    setAttribute(Qt::WA_StyledBackground, true);
+    RoundedCornerHelper::prepareWindow(this);
+
+    setMinimumSize(kMinWidth, kMinHeight);
+    QRect available(0, 0, 1280, 800);
+    if (const QScreen *screen = QGuiApplication::primaryScreen())
+        available = screen->availableGeometry();
+    setMaximumSize(std::min(static_cast<int>(0.9 * available.width()), kMaxWidthCap),
+                   std::min(static_cast<int>(0.9 * available.height()), kMaxHeightCap));
+
+    setupUi();
+}
+
+OverlayWindow::~OverlayWindow()
+{
+    disconnectWatchers();
+}
+
+void OverlayWindow::setupUi()
+{
+    const ThemeColors colors = vontrelThemeColors();
+
+    setStyleSheet(QStringLiteral("\n        OverlayWindow {\n            background-color: %1;\n"
+                                 "            border: 1px solid %2;\n            border-radius: 12px;\n"
+                                 "        }\n    ")
+                      .arg(colors.windowBackground, colors.windowBorder));
+
+    m_mainLayout = new QVBoxLayout(this);
+    m_mainLayout->setSpacing(12);
+    m_mainLayout->setContentsMargins(16, 16, 16, 16);
+
+    auto *titleRow = new QHBoxLayout;
+    titleRow->setContentsMargins(0, 0, 0, 0);
+    titleRow->setSpacing(6);
+
+    auto *iconLabel = new QLabel(this);
+    iconLabel->setFixedSize(18, 18);
+    iconLabel->setAlignment(Qt::AlignCenter);
+    iconLabel->setPixmap(
+        tintedSvgIcon(QStringLiteral(":/icons/vontrel-menu-icon.svg"), colors.textPrimary).pixmap(18, 18));
+    titleRow->addWidget(iconLabel);
+
+    m_titleLabel = new QLabel(this);
+    m_titleLabel->setStyleSheet(
+        QStringLiteral("font-weight: bold; font-size: 15px; color: %1;").arg(colors.textPrimary));
+    titleRow->addWidget(m_titleLabel);
+    titleRow->addStretch();
+
+    m_pinButton = new QPushButton(this);
+    m_pinButton->setObjectName(QStringLiteral("pinButton"));
+    m_pinButton->setFixedSize(24, 24);
+    m_pinButton->setCursor(Qt::PointingHandCursor);
+    m_pinButton->setIconSize(QSize(16, 16));
+    connect(m_pinButton, &QPushButton::clicked, this, &OverlayWindow::onPinButtonClicked);
+    updatePinButtonStyle();
+    titleRow->addWidget(m_pinButton);
+
+    m_closeButton = new QPushButton(this);
+    m_closeButton->setObjectName(QStringLiteral("closeButton"));
+    m_closeButton->setFixedSize(24, 24);
+    m_closeButton->setCursor(Qt::PointingHandCursor);
+    m_closeButton->setIcon(tintedSvgIcon(QStringLiteral(":/icons/close.svg"), colors.errorColor));
+    m_closeButton->setIconSize(QSize(16, 16));
+    m_closeButton->setStyleSheet(
+        QStringLiteral("\n        QPushButton {\n            background-color: transparent;\n"
+                       "            border: 1px solid %1;\n            border-radius: 4px;\n        }\n"
+                       "        QPushButton:hover {\n            background-color: %2;\n        }\n"
+                       "        QPushButton:pressed {\n            background-color: %2;\n        }\n    ")
+            .arg(colors.errorColor, colors.errorHoverBackground));
+    connect(m_closeButton, &QPushButton::clicked, this, &QWidget::hide);
+    titleRow->addWidget(m_closeButton);
+
+    m_mainLayout->addLayout(titleRow);
+
+    m_messageLabel = new QLabel(this);
+    m_messageLabel->setObjectName(QStringLiteral("messageLabel"));
+    m_messageLabel->setWordWrap(true);
+    m_messageLabel->setStyleSheet(QStringLiteral("color: %1; font-size: 12px;").arg(colors.textSecondary));
+    m_messageLabel->hide();
+    m_mainLayout->addWidget(m_messageLabel);
+
+    m_previewLabel = new QLabel(this);
+    m_previewLabel->setObjectName(QStringLiteral("previewLabel"));
+    m_previewLabel->setAlignment(Qt::AlignCenter);
+    m_previewLabel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    m_previewLabel->setMinimumHeight(kPreviewMinHeight);
+    m_previewLabel->setMaximumHeight(180);
+    m_previewLabel->setMargin(3);
+    m_previewLabel->setStyleSheet(QStringLiteral("\n        QLabel {\n            background-color: %1;\n"
+                                                 "            color: %2;\n            border: 1px solid %3;\n"
+                                                 "            border-radius: 6px;\n        }\n    ")
+                                      .arg(colors.inputBackground, colors.textSecondary, colors.inputBorder));
+    m_previewLabel->hide();
+    m_mainLayout->addWidget(m_previewLabel);
+
+    m_sourceEdit = new QTextEdit(this);
+    m_sourceEdit->setObjectName(QStringLiteral("sourceEdit"));
+    // The source is read back as plain text; pasted formatting would only be noise the user cannot see go.
+    m_sourceEdit->setAcceptRichText(false);
+    m_sourceEdit->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::MinimumExpanding);
+    m_sourceEdit->setMaximumHeight(320);
+    m_sourceEdit->setStyleSheet(textAreaStyle("QTextEdit", colors));
+    m_sourceEdit->installEventFilter(this);
+    m_sourceEdit->viewport()->installEventFilter(this);
+    connect(m_sourceEdit->document(), &QTextDocument::contentsChanged, this, [this] {
+        updateAutoHeights();
+        updateCopyButtonsState();
+    });
+    m_mainLayout->addWidget(m_sourceEdit);
+
+    m_translationView = new QTextBrowser(this);
+    m_translationView->setObjectName(QStringLiteral("translationView"));
+    // The result is text, never a page to navigate to: a link inside an error message must not replace it.
+    m_translationView->setOpenLinks(false);
+    m_translationView->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::MinimumExpanding);
+    m_translationView->setMaximumHeight(kResultCap);
+    m_translationView->setStyleSheet(textAreaStyle("QTextBrowser", colors));
+    m_translationView->viewport()->installEventFilter(this);
+    connect(m_translationView->document(), &QTextDocument::contentsChanged, this, [this] {
+        updateAutoHeights();
+        updateCopyButtonsState();
+    });
+    m_mainLayout->addWidget(m_translationView);
+
+    const QString disabledBorder = colors.isDark ? QStringLiteral("#505050") : QStringLiteral("#d0d0d0");
+    const QString neutral =
+        cornerButtonStyle(colors.iconColor, colors.iconButtonHover, disabledBorder, colors.inputBackground);
+    const QString destructive = cornerButtonStyle(colors.errorColor, colors.errorHoverBackground,
+                                                  colors.errorDisabledBorder, colors.inputBackground);
+    const QString copyIcon = QStringLiteral(":/icons/copy.svg");
+
+    m_copySourceButton = makeCornerButton(m_sourceEdit, copyIcon, colors.iconColor, neutral);
+    m_copySourceButton->setObjectName(QStringLiteral("copySourceButton"));
+    connect(m_copySourceButton, &QToolButton::clicked, this, &OverlayWindow::onCopySourceClicked);
+
+    m_copyButton = makeCornerButton(m_translationView, copyIcon, colors.iconColor, neutral);
+    m_copyButton->setObjectName(QStringLiteral("copyButton"));
+    connect(m_copyButton, &QToolButton::clicked, this, &OverlayWindow::onCopyClicked);
+
+    m_stopButton = makeCornerButton(m_translationView, QStringLiteral(":/icons/stop.svg"), colors.errorColor,
+                                    destructive);
+    m_stopButton->setObjectName(QStringLiteral("stopButton"));
+    connect(m_stopButton, &QToolButton::clicked, this, &OverlayWindow::onStopClicked);
+
+    m_retryButton =
+        makeCornerButton(m_translationView, QStringLiteral(":/icons/retry.svg"), colors.iconColor, neutral);
+    m_retryButton->setObjectName(QStringLiteral("retryButton"));
+    connect(m_retryButton, &QToolButton::clicked, this, &OverlayWindow::onRetryClicked);
+
+    setMode(m_mode);
+    retranslateUi();
+}
+
+void OverlayWindow::retranslateUi()
+{
+    if (m_titleLabel)
+        m_titleLabel->setText(tr("Vontrel"));
+    if (m_closeButton)
+        m_closeButton->setToolTip(tr("Close"));
+    if (m_copyButton)
+        m_copyButton->setToolTip(tr("Copy"));
+    if (m_copySourceButton)
+        m_copySourceButton->setToolTip(tr("Copy"));
+    if (m_stopButton)
+        m_stopButton->setToolTip(tr("Stop"));
+    if (m_retryButton)
+        m_retryButton->setToolTip(tr("Retry"));
+    if (m_pinButton)
+        m_pinButton->setToolTip(m_isPinned ? tr("Unpin window") : tr("Pin window"));
+    if (m_sourceEdit) {
+        m_sourceEdit->setPlaceholderText(
+            m_mode == CaptureMode ? tr("OCR text will appear here...")
+                                  : tr("Type text, press Enter to translate (Shift+Enter for newline)..."));
+    }
+    if (m_translationView)
+        m_translationView->setPlaceholderText(tr("Translation will appear here..."));
+}
+
+// ---- content ------------------------------------------------------------------------------------------
+
+void OverlayWindow::setMode(Mode mode)
+{
+    m_mode = mode;
+    m_hasError = false;
+    m_isProcessing = false;
+
+    m_copyButton->hide();
+    m_copySourceButton->hide();
+    m_stopButton->hide();
+    m_retryButton->hide();
+
+    m_previewLabel->setVisible(mode == CaptureMode);
+    m_sourceEdit->setVisible(mode != MessageMode);
+
+    if (mode == CaptureMode) {
+        m_sourceEdit->setPlaceholderText(tr("OCR text will appear here..."));
+        m_sourceEdit->setReadOnly(true);
+    } else {
+        m_sourceEdit->setPlaceholderText(
+            tr("Type text, press Enter to translate (Shift+Enter for newline)..."));
+        m_sourceEdit->setReadOnly(!m_sourceEditable);
+    }
+
+    m_messageLabel->setVisible(mode == MessageMode);
+
+    if (mode != CaptureMode) {
+        m_previewImage = QImage();
+        m_previewLabel->clear();
+    }
+
+    if (mode == MessageMode) {
+        showTranslation(false);
+        clearTranslation();
+    }
+
+    updatePreviewAreaHeight();
+    updatePreviewPixmap();
+    updateAutoHeights();
+    updateCopyButtonsState();
+    if (!m_isClosing)
+        updateCopyButtonsPosition();
+}
+
+void OverlayWindow::setPreviewImage(const QImage &image)
+{
+    m_previewImage = image;
+    updatePreviewAreaHeight();
+    schedulePreviewPixmap();
+}
+
+void OverlayWindow::setSourceText(const QString &text)
+{
+    if (m_isClosing || !m_sourceEdit)
+        return;
+    m_sourceEdit->setPlainText(text);
+    refresh();
+}
+
+QString OverlayWindow::getSourceText() const
+{
+    return m_sourceEdit ? m_sourceEdit->toPlainText() : QString();
+}
+
+void OverlayWindow::setSourceEditable(bool editable)
+{
+    m_sourceEditable = editable;
+    if (m_mode == CaptureMode) {
+        m_sourceEdit->setReadOnly(true);
+        return;
+    }
+    if (m_isProcessing)
+        return;
+    m_sourceEdit->setReadOnly(!editable);
+}
+
+void OverlayWindow::setTranslation(const QString &text)
+{
+    if (m_isClosing || !m_translationView)
+        return;
+    m_translationView->setPlainText(text);
+    refresh();
+}
+
+void OverlayWindow::appendTranslation(const QString &chunk)
+{
+    if (m_isClosing || !m_translationView)
+        return;
+    QTextDocument *doc = m_translationView->document();
+
+    if (m_isProcessing) {
+        // Compare lengths first: the full text of a long stream is not worth copying for every chunk.
+        const QString placeholder = tr("Translating...");
+        if (doc->characterCount() - 1 == placeholder.size() && doc->toPlainText() == placeholder)
+            m_translationView->clear();
+    }
+
+    // A fresh cursor at the end: the user may have clicked elsewhere in the text meanwhile.
+    QTextCursor cursor(doc);
+    cursor.movePosition(QTextCursor::End);
+    cursor.insertText(chunk);
+    m_translationView->setTextCursor(cursor);
+    m_translationView->ensureCursorVisible();
+
+    if (!doc->isEmpty())
+        updateCopyButtonsState();
+    updateAutoHeights();
+    if (!m_isClosing)
+        updateCopyButtonsPosition();
+}
+
+QString OverlayWindow::getTranslation() const
+{
+    return m_translationView ? m_translationView->toPlainText() : QString();
+}
+
+void OverlayWindow::clearTranslation()
+{
+    if (m_isClosing || !m_translationView)
+        return;
+    m_translationView->clear();
+    m_retryButton->hide();
+    refresh();
+}
+
+void OverlayWindow::showTranslation(bool show)
+{
+    if (m_isClosing || !m_translationView)
+        return;
+    m_translationView->setVisible(show);
+    refresh();
+}
+
+void OverlayWindow::setProcessing(bool processing)
+{
+    if (m_isClosing)
+        return;
+    m_isProcessing = processing;
+
+    // The source is locked while a run streams into the result.
+    const bool unlocked = (m_mode == TextMode || m_mode == MessageMode) && !processing;
+    m_sourceEdit->setReadOnly(unlocked ? !m_sourceEditable : true);
+
+    if (processing) {
+        m_hasError = false;
+        m_retryButton->hide();
+        m_translationView->setHtml(
+            QStringLiteral("<span style='color: #888888; font-style: italic;'>%1</span>")
+                .arg(tr("Translating...")));
+    }
+
+    updateCopyButtonsState();
+    updateCopyButtonsPosition();
+}
+
+void OverlayWindow::setError(const QString &message)
+{
+    if (m_isClosing)
+        return;
+    m_hasError = true;
+    m_isProcessing = false;
+    // The run is over, so the user may correct the text and send it again.
+    if (m_mode == TextMode)
+        m_sourceEdit->setReadOnly(!m_sourceEditable);
+    m_translationView->setHtml(QStringLiteral("<span style='color: #ff6b6b;'>%1</span>").arg(message));
+    m_translationView->show();
+    refresh();
+}
+
+void OverlayWindow::setMessageText(const QString &text)
+{
+    m_messageLabel->setText(text);
+    m_messageLabel->show();
+}
+
+void OverlayWindow::refresh()
+{
+    updateAutoHeights();
+    updateCopyButtonsState();
+    if (!m_isClosing)
+        updateCopyButtonsPosition();
+}
+
+// ---- corner buttons -----------------------------------------------------------------------------------
+
+bool OverlayWindow::isSourceCopyable() const
+{
+    if (!m_sourceEdit || !hasVisibleText(m_sourceEdit->document()))
+        return false;
+    const QString text = m_sourceEdit->toPlainText();
+    return text != tr("Recognizing text...") && text != tr("No text recognized");
+}
+
+bool OverlayWindow::canSendSource() const
+{
+    return m_mode == TextMode && !m_isProcessing && m_sourceEdit && hasVisibleText(m_sourceEdit->document());
+}
+
+void OverlayWindow::updateCopyButtonsState()
+{
+    if (!m_sourceEdit || !m_translationView)
+        return;
+
+    m_copySourceButton->setVisible(m_mode != MessageMode && m_sourceEdit->isVisible());
+    m_copySourceButton->setEnabled(isSourceCopyable());
+
+    const bool resultShown = m_mode != MessageMode && m_translationView->isVisible();
+    const bool errorShown = resultShown && m_hasError;
+    const bool hasResult = hasVisibleText(m_translationView->document());
+
+    m_copyButton->setVisible(resultShown && !m_isProcessing && !m_hasError);
+    m_copyButton->setEnabled(hasResult && !m_isProcessing && !m_hasError);
+    m_stopButton->setVisible(resultShown && m_isProcessing && !m_hasError);
+    m_stopButton->setEnabled(m_isProcessing);
+    m_retryButton->setVisible(errorShown);
+    m_retryButton->setEnabled(errorShown);
+}
+
+void OverlayWindow::updateCopyButtonsPosition()
+{
+    if (m_isClosing)
+        return;
+    placeCornerButton(m_sourceEdit, m_copySourceButton);
+    placeCornerButton(m_translationView, m_copyButton);
+    placeCornerButton(m_translationView, m_stopButton);
+    placeCornerButton(m_translationView, m_retryButton);
+}
+
+void OverlayWindow::placeCornerButton(QWidget *area, QToolButton *button)
+{
+    if (!area || !button)
+        return;
+    if (area->isHidden()) {
+        button->hide();
+        return;
+    }
+    QRect surface = area->rect();
+    if (auto *scrollArea = qobject_cast<QAbstractScrollArea *>(area)) {
+        if (QWidget *viewport = scrollArea->viewport())
+            surface = viewport->geometry();
+    }
+    button->move(surface.right() + 1 - button->width() - kCornerButtonInset,
+                 surface.top() + kCornerButtonInset);
+    button->raise();
+}
+
+void OverlayWindow::showCopyTooltip(QWidget *widget)
+{
+    if (!widget)
+        return;
+    const QString text = tr("Copied");
+    const QFontMetrics metrics(QToolTip::font());
+    const int w = metrics.horizontalAdvance(text);
+    const int h = metrics.height();
+    const QPoint global = widget->mapToGlobal(QPoint(widget->width() / 2, 0));
+    const QPoint pos(global.x() + (-8 - w) / 2, global.y() - h - 40);
+    QToolTip::showText(pos, text, widget, widget->rect(), 2000);
+}
+
+void OverlayWindow::onCopyClicked()
+{
+    const QString text = getTranslation();
+    if (text.isEmpty() || m_hasError)
+        return;
+    QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
+    showCopyTooltip(m_copyButton);
+    emit copyRequested();
+}
+
+void OverlayWindow::onCopySourceClicked()
+{
+    if (!isSourceCopyable())
+        return;
+    QGuiApplication::clipboard()->setText(getSourceText(), QClipboard::Clipboard);
+    showCopyTooltip(m_copySourceButton);
+}
+
+void OverlayWindow::onStopClicked()
+{
+    emit stopRequested();
+}
+
+void OverlayWindow::onRetryClicked()
+{
+    emit retryRequested();
+}
+
+// ---- sizing -------------------------------------------------------------------------------------------
+
+int OverlayWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight,
+                                             int maxHeight)
+{
+    if (!doc || !widget)
+        return minHeight;
+
+    auto *textArea = qobject_cast<QTextEdit *>(widget); // QTextBrowser derives from QTextEdit
+    QWidget *viewport = textArea ? textArea->viewport() : nullptr;
+    QWidget *surface = viewport ? viewport : widget;
+    if (surface->width() > 0)
+        doc->setTextWidth(surface->width());
+
+    int chrome = 34;
+    if (viewport && widget->height() > 0 && viewport->height() > 0)
+        chrome = std::max(widget->height() - viewport->height(), 0) + 2;
+
+    const int line = QFontMetrics(widget->font()).height();
+    const int low = std::max(line + chrome, minHeight);
+    const int high = std::max(maxHeight, low);
+    const int docHeight = static_cast<int>(std::ceil(doc->documentLayout()->documentSize().height()));
+    return std::clamp(docHeight + chrome, low, high);
+}
+
+void OverlayWindow::updateAutoHeights()
+{
+    if (m_isClosing || s_autoHeightsRunning)
+        return;
+    s_autoHeightsRunning = true;
+
+    const bool sourceVisible = m_sourceEdit && m_sourceEdit->isVisible();
+    const bool viewVisible = m_translationView && m_translationView->isVisible();
+
+    if (sourceVisible) {
+        QTextDocument *doc = m_sourceEdit->document();
+        const bool recognising = m_mode == CaptureMode && doc->toPlainText() == tr("Recognizing text...");
+        int cap = viewVisible ? kSourceCapWithResult : kSourceCapAlone;
+        if (recognising)
+            cap = 0;
+        const int desired = calculateTextWidgetHeight(doc, m_sourceEdit, 0, cap);
+        const int minimum = calculateTextWidgetHeight(doc, m_sourceEdit, 0, 0);
+        if (m_sourceEdit->height() != desired) {
+            qDebug().noquote() << "OverlayWindow: source height ->" << desired
+                               << "docHeight =" << doc->documentLayout()->documentSize().height()
+                               << "textLen =" << doc->characterCount() - 1;
+        }
+        m_sourceEdit->setProperty(kDesiredHeightProperty, desired);
+        m_sourceEdit->setProperty(kMinHeightProperty, minimum);
+    }
+
+    if (viewVisible) {
+        QTextDocument *doc = m_translationView->document();
+        m_translationView->setProperty(kDesiredHeightProperty,
+                                       calculateTextWidgetHeight(doc, m_translationView, 0, kResultCap));
+        m_translationView->setProperty(kMinHeightProperty,
+                                       calculateTextWidgetHeight(doc, m_translationView, 0, 0));
+    }
+
+    auto heightProperty = [](const QWidget *widget, const char *name) {
+        return widget ? widget->property(name).toInt() : 0;
+    };
+    const int srcDesired = heightProperty(m_sourceEdit, kDesiredHeightProperty);
+    const int srcMin = heightProperty(m_sourceEdit, kMinHeightProperty);
+    const int viewDesired = heightProperty(m_translationView, kDesiredHeightProperty);
+    const int viewMin = heightProperty(m_translationView, kMinHeightProperty);
+
+    if (!sourceVisible) {
+        if (viewVisible)
+            m_translationView->setFixedHeight(viewDesired);
+    } else if (!viewVisible) {
+        m_sourceEdit->setFixedHeight(srcDesired);
+    } else {
+        int srcTarget = srcDesired;
+        int viewTarget = viewDesired;
+        if (m_isProcessing || m_translationView->document()->isEmpty()) {
+            srcTarget = std::min(srcDesired, kSourceCapWhileWaiting);
+            viewTarget = std::max(viewDesired, kResultMinWhileWaiting);
+        }
+
+        // Before the window is shown there is no height budget to share yet.
+        if (isVisible()) {
+            int count = 0;
+            int used = 0;
+            for (int i = 0; i < m_mainLayout->count(); ++i) {
+                QLayoutItem *item = m_mainLayout->itemAt(i);
+                if (QWidget *widget = item->widget()) {
+                    if (widget->isHidden())
+                        continue;
+                    ++count;
+                    if (widget != m_sourceEdit && widget != m_translationView)
+                        used += item->sizeHint().height();
+                } else {
+                    ++count;
+                    used += item->sizeHint().height();
+                }
+            }
+            const int n = std::max(count, 1);
+            const QMargins margins = m_mainLayout->contentsMargins();
+            int available =
+                maximumHeight() - margins.top() - margins.bottom() - used - (n - 1) * m_mainLayout->spacing();
+
+            const int total = srcTarget + viewTarget;
+            if (total > available) {
+                available = std::max(available, srcMin + viewMin);
+                int s = srcMin;
+                int v = viewMin;
+                if (total > 0 && available > 0) {
+                    s = std::max(static_cast<int>(static_cast<qint64>(srcTarget) * available / total),
+                                 srcMin);
+                    v = std::max(static_cast<int>(static_cast<qint64>(viewTarget) * available / total),
+                                 viewMin);
+                    int rest = available - s - v;
+                    if (rest > 0) {
+                        const int toSource = std::min(rest, std::max(srcTarget - s, 0));
+                        s += toSource;
+                        rest -= toSource;
+                        v += rest;
+                    }
+                }
+                srcTarget = std::min(s, kResultCap);
+                viewTarget = std::min(v, kResultCap);
+            }
+        }
+
+        m_sourceEdit->setFixedHeight(srcTarget);
+        m_translationView->setFixedHeight(viewTarget);
+    }
+
+    m_mainLayout->activate();
+    if (isVisible()) {
+        const int h = std::min(sizeHint().height(), maximumHeight());
+        if (height() != h)
+            resize(width(), h);
+    }
+
+    s_autoHeightsRunning = false;
+}
+
+void OverlayWindow::updatePreviewAreaHeight()
+{
+    if (m_isClosing || !m_previewLabel || !m_previewLabel->isVisible() || m_previewImage.isNull())
+        return;
+
+    const int w = std::max(m_previewLabel->contentsRect().width(), 1);
+    const int margin = m_previewLabel->margin();
+    const qreal dpr = std::max(m_previewImage.devicePixelRatio(), 1.0);
+    const qreal imageWidth = m_previewImage.width() / dpr;
+    const qreal imageHeight = m_previewImage.height() / dpr;
+    const qreal ratio = imageWidth > 0 ? imageHeight / imageWidth : 1.0;
+
+    const int desired = static_cast<int>(std::ceil(w * ratio)) + 2 * margin;
+    const int clamped = std::min(std::max(desired, kPreviewMinHeight), kPreviewMaxHeight);
+    if (m_previewLabel->height() != clamped) {
+        qDebug().noquote() << "OverlayWindow: updatePreviewAreaHeight"
+                           << "contentWidth =" << w << "desiredTotalHeight =" << desired
+                           << "clamped =" << clamped;
+        m_previewLabel->setFixedHeight(clamped);
+        schedulePreviewPixmap();
+    }
+}
+
+void OverlayWindow::updatePreviewPixmap()
+{
+    if (m_isClosing || !m_previewLabel)
+        return;
+    if (m_previewImage.isNull()) {
+        m_previewLabel->clear();
+        return;
+    }
+
+    const QPixmap pixmap = QPixmap::fromImage(m_previewImage);
+    const qreal r = pixmap.devicePixelRatio();
+    // The label draws its pixmap inside its margin; scaling to the whole contents would clip the image.
+    const int margin = m_previewLabel->margin();
+    const QSize contents = m_previewLabel->contentsRect().size() - QSize(2 * margin, 2 * margin);
+    const QSize target(qRound(contents.width() * r), qRound(contents.height() * r));
+    if (target.isEmpty())
+        return;
+    QPixmap scaled = pixmap.scaled(target, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    scaled.setDevicePixelRatio(r);
+    m_previewLabel->setPixmap(scaled);
+}
+
+void OverlayWindow::schedulePreviewPixmap()
+{
+    QTimer::singleShot(0, this, [this] { updatePreviewPixmap(); });
+}
+
+void OverlayWindow::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    updatePreviewAreaHeight();
+    schedulePreviewPixmap();
+    updateAutoHeights();
+    if (!m_isClosing)
+        updateCopyButtonsPosition();
+}
+
+// ---- show, hide, activation ---------------------------------------------------------------------------
+
+void OverlayWindow::showEvent(QShowEvent *event)
+{
+    m_isClosing = false;
+    // Showing a window can itself cost the activation for a moment (the previous application answers
+    // first); losing it right now must not hide the window the user just asked for.
+    m_ignoreDeactivate = true;
+    QTimer::singleShot(200, this, [this] { m_ignoreDeactivate = false; });
+
+    QWidget::showEvent(event);
+    qDebug().noquote() << "OverlayWindow: showEvent"
+                       << "handle =" << windowHandle() << "appState =" << QGuiApplication::applicationState()
+                       << "active =" << isActiveWindow() << "visible =" << isVisible()
+                       << "pinned =" << m_isPinned;
+
+    disconnectWatchers();
+    m_focusWindowConnection =
+        connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &OverlayWindow::onFocusWindowChanged);
+    m_appStateConnection = connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+                                   &OverlayWindow::onApplicationStateChanged);
+
+    QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (screen) {
+        // Leave room for what is still to come (recognised text, the streamed result), so the window does
+        // not grow off the bottom of the screen later.
+        int estimated = height();
+        if (m_previewLabel->isVisible())
+            estimated += m_previewLabel->maximumHeight() - m_previewLabel->height();
+        if (m_sourceEdit->isVisible())
+            estimated += m_sourceEdit->maximumHeight() - m_sourceEdit->height();
+        if (m_mode != MessageMode && m_translationView->isHidden())
+            estimated += m_translationView->maximumHeight() + m_mainLayout->spacing();
+        estimated = std::min(estimated, maximumHeight());
+        const QRect available = screen->availableGeometry();
+        move(available.left() + (available.width() - width()) / 2,
+             available.top() + (available.height() - estimated) / 2);
+    }
+
+    QTimer::singleShot(50, this, [this] { RoundedCornerHelper::applyRoundedCorners(this, kCornerRadius); });
+
+    if (m_previewLabel->isVisible() && !m_previewImage.isNull()) {
+        updatePreviewAreaHeight();
+        schedulePreviewPixmap();
+    }
+
+    updateAutoHeights();
+    updateCopyButtonsState();
+    updateCopyButtonsPosition();
+
+    if (m_mode == TextMode)
+        m_sourceEdit->setFocus(Qt::OtherFocusReason);
+}
+
+void OverlayWindow::hideEvent(QHideEvent *event)
+{
+    if (m_isClosing) {
+        QWidget::hideEvent(event);
+        return;
+    }
+    m_isClosing = true;
+    m_isDragging = false;
+    qDebug().noquote() << "OverlayWindow: hideEvent, m_isPinned =" << m_isPinned;
+    disconnectWatchers();
+    QWidget::hideEvent(event);
+    emit closed();
+}
+
+void OverlayWindow::disconnectWatchers()
+{
+    QObject::disconnect(m_focusWindowConnection);
+    QObject::disconnect(m_appStateConnection);
+    m_focusWindowConnection = QMetaObject::Connection();
+    m_appStateConnection = QMetaObject::Connection();
+}
+
+bool OverlayWindow::event(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::LanguageChange:
+        retranslateUi();
+        break;
+    case QEvent::WindowDeactivate:
+    case QEvent::FocusOut: {
+        qDebug().noquote() << "OverlayWindow: WindowDeactivate, m_isPinned =" << m_isPinned
+                           << ", m_ignoreDeactivate =" << m_ignoreDeactivate
+                           << ", active =" << isActiveWindow() << ", visible =" << isVisible()
+                           << ", appState =" << QGuiApplication::applicationState()
+                           << ", handle =" << windowHandle()
+                           << ", focusWindow =" << QGuiApplication::focusWindow();
+        if (m_isPinned)
+            return true;
+        if (!m_ignoreDeactivate) {
+            qDebug().noquote() << "OverlayWindow: WindowDeactivate hide";
+            hide();
+            return true;
+        }
+        // Within the grace period: decide once the activation has settled.
+        QTimer::singleShot(250, this, [this] {
+            if (!m_isPinned && !isActiveWindow()) {
+                qDebug().noquote() << "OverlayWindow: WindowDeactivate hide";
+                hide();
+            }
+        });
+        return true;
+    }
+    default:
+        break;
+    }
+    return QWidget::event(event);
+}
+
+void OverlayWindow::onFocusWindowChanged(QWindow *window)
+{
+    if (m_isClosing || m_isPinned || m_ignoreDeactivate || !isVisible())
+        return;
+    if (!window) {
+        qDebug().noquote() << "OverlayWindow: focusWindowChanged -> null";
+        return;
+    }
+    qDebug().noquote() << "OverlayWindow: focusWindowChanged handle =" << windowHandle()
+                       << "focusWindow =" << window << "active =" << isActiveWindow()
+                       << "visible =" << isVisible();
+    QWindow *own = windowHandle();
+    if (!own || window == own)
+        return;
+    // A context menu or another popup opened from this window is still this window's business.
+    if (window->transientParent() == own && (window->flags() & Qt::Popup) == Qt::Popup)
+        return;
+    qDebug().noquote() << "OverlayWindow: focusWindowChanged hide";
+    hide();
+}
+
+void OverlayWindow::onApplicationStateChanged(Qt::ApplicationState state)
+{
+    if (m_isClosing || m_isPinned || m_ignoreDeactivate || !isVisible())
+        return;
+    qDebug().noquote() << "OverlayWindow: applicationStateChanged state =" << state
+                       << "active =" << isActiveWindow() << "visible =" << isVisible();
+    if (state != Qt::ApplicationActive) {
+        qDebug().noquote() << "OverlayWindow: applicationStateChanged hide";
+        hide();
+    }
+}
+
+// ---- keyboard -----------------------------------------------------------------------------------------
+
+void OverlayWindow::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Escape) {
+        hide();
+        event->accept();
+        return;
+    }
+    if (isEnterKey(event) && canSendSource()) {
+        emit translateRequested(getSourceText());
+        event->accept();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_sourceEdit && event->type() == QEvent::KeyPress) {
+        auto *keyEvent = static_cast<QKeyEvent *>(event);
+        if (isEnterKey(keyEvent) && !(keyEvent->modifiers() & Qt::ShiftModifier) && canSendSource()) {
+            emit translateRequested(getSourceText());
+            return true;
+        }
+    } else if (event->type() == QEvent::Resize && !m_isClosing &&
+               ((m_sourceEdit && watched == m_sourceEdit->viewport()) ||
+                (m_translationView && watched == m_translationView->viewport()))) {
+        // A scroll bar appearing narrows the viewport; the corner buttons stay left of it.
+        updateCopyButtonsPosition();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// ---- pinning ------------------------------------------------------------------------------------------
+
+void OverlayWindow::setPinned(bool pinned)
+{
+    qDebug().noquote() << "OverlayWindow: setPinned" << pinned << ", current m_isPinned =" << m_isPinned;
+    if (pinned == m_isPinned)
+        return;
+    m_isPinned = pinned;
+    updatePinButtonStyle();
+    emit pinStateChanged(pinned);
+}
+
+void OverlayWindow::onPinButtonClicked()
+{
+    setPinned(!m_isPinned);
+}
+
+void OverlayWindow::updatePinButtonStyle()
+{
+    if (!m_pinButton)
+        return;
+    const bool dark = vontrelIsDarkMode();
+    if (m_isPinned) {
+        m_pinButton->setIcon(
+            tintedSvgIcon(QStringLiteral(":/icons/ic-baseline-push-pin.svg"), QStringLiteral("white")));
+        m_pinButton->setStyleSheet(
+            QStringLiteral("\n            QPushButton {\n                background-color: %1;\n"
+                           "                color: white;\n                border: none;\n"
+                           "                border-radius: 4px;\n            }\n        ")
+                .arg(QColor(dark ? "#0066cc" : "#007AFF").name()));
+        m_pinButton->setToolTip(tr("Unpin window"));
+    } else {
+        const QString g = dark ? QStringLiteral("#909090") : QStringLiteral("#c0c0c0");
+        m_pinButton->setIcon(tintedSvgIcon(QStringLiteral(":/icons/ic-baseline-pin-off.svg"), g));
+        m_pinButton->setStyleSheet(
+            QStringLiteral("\n            QPushButton {\n                background-color: transparent;\n"
+                           "                color: %1;\n                border: 1px solid %2;\n"
+                           "                border-radius: 4px;\n            }\n"
+                           "            QPushButton:hover {\n                background-color: %3;\n"
+                           "            }\n        ")
+                .arg(dark ? QStringLiteral("#a0a0a0") : QStringLiteral("#666666"), g,
+                     dark ? QStringLiteral("#404040") : QStringLiteral("#e0e0e0")));
+        m_pinButton->setToolTip(tr("Pin window"));
+    }
+    m_pinButton->setIconSize(QSize(16, 16));
+}
+
+// ---- dragging -----------------------------------------------------------------------------------------
+
+void OverlayWindow::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) {
+        QWidget *child = childAt(event->position().toPoint());
+        if (!child || child == this) {
+            m_isDragging = true;
+            m_dragOffset = event->globalPosition().toPoint() - frameGeometry().topLeft();
+            event->accept();
+            return;
+        }
+    }
+    QWidget::mousePressEvent(event);
+}
+
+void OverlayWindow::mouseMoveEvent(QMouseEvent *event)
+{
+    if (m_isDragging && (event->buttons() & Qt::LeftButton)) {
+        move(event->globalPosition().toPoint() - m_dragOffset);
+        event->accept();
+        return;
+    }
+    QWidget::mouseMoveEvent(event);
+}
+
+void OverlayWindow::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        m_isDragging = false;
+    QWidget::mouseReleaseEvent(event);
+}

@@ -83,6 +83,11 @@ SessionController::~SessionController()
     }
 }
 
+OverlayWindow *SessionController::currentWindow() const
+{
+    return m_currentWindow.data();
+}
+
 void SessionController::setCaptureService(CaptureService *service)
 {
     if (m_captureService)

@@ -62,7 +62,7 @@ public:
     // What a caller (and a test) can observe of the running session.
     InputSource inputSource() const { return m_inputSource; }
     QString sourceText() const { return m_sourceText; }
-    OverlayWindow *currentWindow() const { return m_currentWindow; }
+    OverlayWindow *currentWindow() const;
     QList<OverlayWindow *> pinnedWindows() const { return m_pinnedWindows; }
     quint64 sessionGeneration() const { return m_sessionGeneration; }
     bool isCopyFallbackActive() const { return m_copyFallbackActive; }

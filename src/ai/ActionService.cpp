@@ -52,6 +52,18 @@ void ActionService::setTargetLanguage(const QString &language)
     m_targetLanguage = language;
 }
 
+void ActionService::setSystemPromptOverride(const QString &prompt)
+{
+    m_systemPromptOverride = prompt;
+    m_hasSystemPromptOverride = true;
+}
+
+void ActionService::clearSystemPromptOverride()
+{
+    m_systemPromptOverride.clear();
+    m_hasSystemPromptOverride = false;
+}
+
 QString ActionService::actionName(ActionType type)
 {
     const char *key = QMetaEnum::fromType<ActionType>().valueToKey(type);
@@ -73,7 +85,8 @@ QString ActionService::buildPrompt(ActionType type, const QString &text) const
 
 QString ActionService::buildTranslatePrompt(const QString &text) const
 {
-    QString prompt = ConfigManager::instance()->systemPrompt();
+    QString prompt =
+        m_hasSystemPromptOverride ? m_systemPromptOverride : ConfigManager::instance()->systemPrompt();
     if (!prompt.isEmpty())
         prompt.replace(QLatin1String("${target_language}"), m_targetLanguage);
     else

@@ -20,6 +20,10 @@ public:
     explicit ActionService(ILLMClient *client, QObject *parent = nullptr);
 
     void setTargetLanguage(const QString &language);
+    // Uses this translation prompt instead of the configured one, without storing it (the CLI's
+    // --prompt-file). An empty override stands for the built-in prompt, as an empty configured one does.
+    void setSystemPromptOverride(const QString &prompt);
+    void clearSystemPromptOverride();
     QString targetLanguage() const { return m_targetLanguage; }
     // Text of the last failure of executeAction; empty after a success.
     QString lastError() const { return m_lastError; }
@@ -40,4 +44,6 @@ private:
     ILLMClient *m_client = nullptr;
     QString m_targetLanguage = QStringLiteral("Chinese");
     QString m_lastError;
+    QString m_systemPromptOverride;
+    bool m_hasSystemPromptOverride = false;
 };

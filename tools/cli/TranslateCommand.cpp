@@ -1,9 +1,201 @@
 #include "CliCommands.h"
 
+#include "ai/ActionService.h"
+#include "ai/OpenAIClient.h"
+#include "config/ConfigManager.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QLoggingCategory>
 #include <QTextStream>
 
-int vontrelCliTranslate(const QStringList &)
+#include <cstdio>
+
+namespace {
+
+const char kUsage[] =
+    "Usage: vontrel-cli translate [OPTIONS] [TEXT...]\n"
+    "\n"
+    "Sends TEXT (the arguments joined by blanks, or standard input when there are none or the only one is "
+    "\"-\")\n"
+    "to the AI service of your Vontrel settings and writes the answer to standard output as it arrives.\n"
+    "\n"
+    "Options:\n"
+    "  --action ACTION     translate (default), summarize or cleanup\n"
+    "  --blocking          wait for the whole answer instead of streaming it\n"
+    "  --api-url URL       base URL of the service, e.g. https://api.openai.com/v1\n"
+    "  --api-key KEY       API key\n"
+    "  --model NAME        model name\n"
+    "  --target LANGUAGE   language to translate into, e.g. German\n"
+    "  --prompt-file FILE  translation instructions from FILE (\"${target_language}\" is replaced)\n"
+    "  --verbose           print diagnostics on standard error\n"
+    "  -h, --help          show this help\n"
+    "  -v, --version       show the version\n"
+    "\n"
+    "The options apply to this run only; the settings file is never changed:\n"
+    "  %1\n"
+    "\n"
+    "Exit status: 0 when the answer is complete, 1 when the request failed, 2 on a usage error.\n";
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+void writeOut(const QString &text)
 {
-    QTextStream(stderr) << "vontrel-cli: this command is not available yet\n";
-    return 1;
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    // Flushed per piece, so a pipe reader sees the answer grow as the service sends it.
+    std::fflush(stdout);
+}
+
+int fail(const QString &message, int status = kExitFailed)
+{
+    QTextStream(stderr) << "vontrel-cli: " << message << '\n';
+    return status;
+}
+
+bool parseAction(const QString &name, ActionService::ActionType *type)
+{
+    const QString lower = name.toLower();
+    if (lower == QLatin1String("translate"))
+        *type = ActionService::Translate;
+    else if (lower == QLatin1String("summarize"))
+        *type = ActionService::Summarize;
+    else if (lower == QLatin1String("cleanup"))
+        *type = ActionService::Cleanup;
+    else
+        return false;
+    return true;
+}
+
+int runStreaming(OpenAIClient &client, const QString &prompt)
+{
+    QEventLoop loop;
+    bool wroteSomething = false;
+    QObject::connect(&client, &OpenAIClient::streamingChunk, &loop, [&wroteSomething](const QString &chunk) {
+        writeOut(chunk);
+        wroteSomething = true;
+    });
+    QObject::connect(&client, &OpenAIClient::streamingFinished, &loop, [&loop] {
+        writeOut(QStringLiteral("\n"));
+        loop.exit(0);
+    });
+    QObject::connect(&client, &OpenAIClient::streamingError, &loop,
+                     [&loop, &wroteSomething](const QString &error) {
+                         // End the partial answer's line, so the error does not run into it on a terminal.
+                         if (wroteSomething)
+                             writeOut(QStringLiteral("\n"));
+                         loop.exit(fail(error));
+                     });
+    // An unconfigured client reports before completeStreaming returns: queue the start so the loop sees it.
+    QMetaObject::invokeMethod(
+        &loop, [&client, prompt] { client.completeStreaming(prompt); }, Qt::QueuedConnection);
+    return loop.exec();
+}
+
+} // namespace
+
+int vontrelCliTranslate(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    const QCommandLineOption actionOption(QStringLiteral("action"), QString(), QStringLiteral("ACTION"));
+    const QCommandLineOption blockingOption(QStringLiteral("blocking"));
+    const QCommandLineOption urlOption(QStringLiteral("api-url"), QString(), QStringLiteral("URL"));
+    const QCommandLineOption keyOption(QStringLiteral("api-key"), QString(), QStringLiteral("KEY"));
+    const QCommandLineOption modelOption(QStringLiteral("model"), QString(), QStringLiteral("NAME"));
+    const QCommandLineOption targetOption(QStringLiteral("target"), QString(), QStringLiteral("LANGUAGE"));
+    const QCommandLineOption promptOption(QStringLiteral("prompt-file"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption verboseOption(QStringLiteral("verbose"));
+    const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
+    const QCommandLineOption versionOption(QStringList{QStringLiteral("v"), QStringLiteral("version")});
+    parser.addOptions({actionOption, blockingOption, urlOption, keyOption, modelOption, targetOption,
+                       promptOption, verboseOption, helpOption, versionOption});
+
+    if (!parser.parse(QStringList{QStringLiteral("vontrel-cli translate")} + arguments))
+        return fail(parser.errorText() +
+                        QStringLiteral("\nRun 'vontrel-cli translate --help' for the options."),
+                    kExitUsage);
+    if (parser.isSet(helpOption)) {
+        writeOut(QString::fromUtf8(kUsage).arg(ConfigManager::configFilePath()));
+        return 0;
+    }
+    if (parser.isSet(versionOption)) {
+        writeOut(QStringLiteral("vontrel-cli %1\n").arg(QCoreApplication::applicationVersion()));
+        return 0;
+    }
+    if (!parser.isSet(verboseOption)) {
+        // The engine's diagnostics are for the log; a terminal user sees only the answer or the error.
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false\n*.warning=false"));
+    }
+
+    ActionService::ActionType type = ActionService::Translate;
+    if (parser.isSet(actionOption) && !parseAction(parser.value(actionOption), &type)) {
+        return fail(QStringLiteral("unknown action '%1' (use translate, summarize or cleanup)")
+                        .arg(parser.value(actionOption)),
+                    kExitUsage);
+    }
+
+    ConfigManager *config = ConfigManager::instance();
+    const QString configPath = ConfigManager::configFilePath();
+    if (!config->load()) {
+        QTextStream(stderr) << "vontrel-cli: cannot read the settings in " << configPath
+                            << "; using the defaults and the options given\n";
+    }
+    // Read only: the settings are overridden in memory for this run and never written back.
+    const QString apiUrl = parser.isSet(urlOption) ? parser.value(urlOption) : config->apiUrl();
+    const QString apiKey = parser.isSet(keyOption) ? parser.value(keyOption) : config->apiKey();
+    const QString model = parser.isSet(modelOption) ? parser.value(modelOption) : config->model();
+    QString target = parser.isSet(targetOption) ? parser.value(targetOption) : config->targetLanguage();
+    if (target.isEmpty())
+        target = ConfigManager::defaultTargetLanguageForSystem();
+
+    QString promptOverride;
+    if (parser.isSet(promptOption)) {
+        QFile file(parser.value(promptOption));
+        if (!file.open(QIODevice::ReadOnly))
+            return fail(QStringLiteral("cannot read %1: %2").arg(file.fileName(), file.errorString()),
+                        kExitUsage);
+        promptOverride = QString::fromUtf8(file.readAll());
+        // An editor's final line feed is not part of the instructions.
+        while (promptOverride.endsWith(QLatin1Char('\n')) || promptOverride.endsWith(QLatin1Char('\r')))
+            promptOverride.chop(1);
+    }
+
+    if (apiUrl.isEmpty() || apiKey.isEmpty()) {
+        return fail(
+            QCoreApplication::translate("SessionController", "AI not configured. Please set API key.") +
+            QStringLiteral("\nSet \"api_url\" and \"api_key\" in %1, or pass --api-url and --api-key.")
+                .arg(configPath));
+    }
+
+    const QStringList positional = parser.positionalArguments();
+    QString text;
+    if (positional.isEmpty() || positional == QStringList{QStringLiteral("-")}) {
+        QFile input;
+        if (!input.open(stdin, QIODevice::ReadOnly))
+            return fail(QStringLiteral("cannot read standard input: %1").arg(input.errorString()));
+        text = QString::fromUtf8(input.readAll());
+    } else {
+        text = positional.join(QLatin1Char(' '));
+    }
+    if (text.trimmed().isEmpty())
+        return fail(QCoreApplication::translate("ActionService", "Input text is empty"));
+
+    OpenAIClient client(apiUrl, apiKey, model);
+    ActionService service(&client);
+    service.setTargetLanguage(target);
+    if (parser.isSet(promptOption))
+        service.setSystemPromptOverride(promptOverride);
+
+    if (parser.isSet(blockingOption)) {
+        const QString answer = service.executeAction(type, text);
+        if (answer.isEmpty())
+            return fail(service.lastError());
+        writeOut(answer + QLatin1Char('\n'));
+        return 0;
+    }
+    return runStreaming(client, service.buildPrompt(type, text));
 }

@@ -3,6 +3,8 @@
 #include "TestEnv.h"
 
 #include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QTimer>
 
 namespace X11TestHelpers {
 
@@ -10,13 +12,20 @@ ToolResult runTool(const QString &program, const QStringList &arguments, const Q
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::SeparateChannels);
+    QEventLoop loop;
+    QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
     process.start(program, arguments);
     if (!process.waitForStarted(20000))
         return {};
     if (!input.isEmpty())
         process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished(20000)) {
+    // Keep our event loop running: when this process owns the selection, the tool waits for us to answer.
+    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+    if (process.state() != QProcess::NotRunning)
+        loop.exec();
+    if (process.state() != QProcess::NotRunning) {
         process.kill();
         process.waitForFinished();
         return {};
@@ -25,14 +34,14 @@ ToolResult runTool(const QString &program, const QStringList &arguments, const Q
             process.readAllStandardOutput()};
 }
 
-bool xclipOwn(const QString &target, const QByteArray &bytes)
+bool xclipOwn(const QString &target, const QByteArray &bytes, const QString &selection)
 {
     QProcess process;
     // xclip forks a server that keeps the pipes; do not hand it ours.
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(QStringLiteral("xclip"), {QStringLiteral("-i"), QStringLiteral("-selection"),
-                                            QStringLiteral("clipboard"), QStringLiteral("-t"), target});
+    process.start(QStringLiteral("xclip"), {QStringLiteral("-i"), QStringLiteral("-selection"), selection,
+                                            QStringLiteral("-t"), target});
     if (!process.waitForStarted(20000))
         return false;
     process.write(bytes);

@@ -19,9 +19,10 @@ struct ToolResult
 // Runs a command-line tool (xdotool, xclip ...) to its end; bounded at 20 s so a hung tool fails the test.
 ToolResult runTool(const QString &program, const QStringList &arguments, const QByteArray &input = {});
 
-// Lets xclip own the CLIPBOARD selection with one target and the given bytes (it serves in the background
-// until another client takes the selection). True when xclip started.
-bool xclipOwn(const QString &target, const QByteArray &bytes);
+// Lets xclip own the CLIPBOARD (or another) selection with one target and the given bytes (it serves in the
+// background until another client takes the selection). True when xclip started.
+bool xclipOwn(const QString &target, const QByteArray &bytes,
+              const QString &selection = QStringLiteral("clipboard"));
 // The targets the current CLIPBOARD owner offers (xclip -t TARGETS); empty when nobody owns it.
 QStringList clipboardTargets();
 // The bytes of one target of the CLIPBOARD selection, read by xclip in another process.

@@ -384,6 +384,7 @@ void OverlayWindow::setTranslation(const QString &text)
 {
     if (m_isClosing || !m_translationView)
         return;
+    m_showsPlaceholder = false;
     m_translationView->setPlainText(text);
     refresh();
 }
@@ -394,12 +395,11 @@ void OverlayWindow::appendTranslation(const QString &chunk)
         return;
     QTextDocument *doc = m_translationView->document();
 
-    if (m_isProcessing) {
-        // Compare lengths first: the full text of a long stream is not worth copying for every chunk.
-        const QString placeholder = tr("Translating...");
-        if (doc->characterCount() - 1 == placeholder.size() && doc->toPlainText() == placeholder)
-            m_translationView->clear();
-    }
+    // Only the line setProcessing put there is replaced: a first chunk that happens to read the same is
+    // the answer, and the next chunk must not wipe it.
+    if (m_isProcessing && m_showsPlaceholder && doc->toPlainText() == tr("Translating..."))
+        m_translationView->clear();
+    m_showsPlaceholder = false;
 
     // A fresh cursor at the end: the user may have clicked elsewhere in the text meanwhile.
     QTextCursor cursor(doc);
@@ -424,6 +424,7 @@ void OverlayWindow::clearTranslation()
 {
     if (m_isClosing || !m_translationView)
         return;
+    m_showsPlaceholder = false;
     m_translationView->clear();
     m_retryButton->hide();
     refresh();
@@ -453,6 +454,7 @@ void OverlayWindow::setProcessing(bool processing)
         m_translationView->setHtml(
             QStringLiteral("<span style='color: #888888; font-style: italic;'>%1</span>")
                 .arg(tr("Translating...")));
+        m_showsPlaceholder = true;
     }
 
     updateCopyButtonsState();
@@ -465,6 +467,7 @@ void OverlayWindow::setError(const QString &message)
         return;
     m_hasError = true;
     m_isProcessing = false;
+    m_showsPlaceholder = false;
     // The run is over, so the user may correct the text and send it again.
     if (m_mode == TextMode)
         m_sourceEdit->setReadOnly(!m_sourceEditable);

@@ -138,4 +138,5 @@ private:
     QMetaObject::Connection m_focusWindowConnection;
     QMetaObject::Connection m_appStateConnection;
     QLabel *m_titleLabel = nullptr;
+    bool m_showsPlaceholder = false; // the result area shows setProcessing's "Translating..." line
 };

@@ -1,6 +1,10 @@
+#include "FakeHotkeyBackend.h"
+
 #include "app/DebugLog.h"
 #include "app/VontrelApp.h"
 #include "config/ConfigManager.h"
+#include "platform/HotkeyManager.h"
+#include "update/UpdateChecker.h"
 
 #include <QAction>
 #include <QApplication>
@@ -14,15 +18,41 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 
+namespace {
+
+const QKeySequence kMetaShift1(Qt::META | Qt::SHIFT | Qt::Key_1);
+const QKeySequence kMetaShift2(Qt::META | Qt::SHIFT | Qt::Key_2);
+const QKeySequence kCtrlAltT(Qt::CTRL | Qt::ALT | Qt::Key_T);
+const QKeySequence kCtrlAltY(Qt::CTRL | Qt::ALT | Qt::Key_Y);
+
+} // namespace
+
 class TestVontrelApp : public QObject
 {
     Q_OBJECT
 
 private:
-    static void removeConfig()
+    // An app whose hotkeys go to a fake backend; `state` shows what it was asked.
+    std::unique_ptr<VontrelApp> makeApp(std::shared_ptr<FakeHotkeyBackend::State> *state = nullptr,
+                                        QMap<int, int> failingIds = {})
     {
-        QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
-        ConfigManager::instance()->resetToDefaults();
+        auto backend = std::make_unique<FakeHotkeyBackend>();
+        backend->state()->registerStatus = failingIds;
+        backend->state()->errorText = QStringLiteral("Ctrl+Alt+Y is held by another program");
+        if (state)
+            *state = backend->state();
+        auto app = std::make_unique<VontrelApp>();
+        app->setInteractive(false);
+        app->setHotkeyBackendForTesting(std::move(backend));
+        return app;
+    }
+
+    static QStringList titles(const QStringList &messages)
+    {
+        QStringList result;
+        for (const QString &message : messages)
+            result << message.section(QLatin1Char('\n'), 0, 0);
+        return result;
     }
 
 private slots:
@@ -30,15 +60,21 @@ private slots:
     {
         QApplication::setApplicationName(QStringLiteral("Vontrel"));
         QApplication::setOrganizationName(QStringLiteral("Vontrel"));
+        // Nothing in this test may reach beyond the loopback interface: port 1 refuses at once.
+        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
     }
 
-    void init() { removeConfig(); }
+    void init()
+    {
+        QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
+        ConfigManager::instance()->resetToDefaults();
+    }
 
     void firstStartWritesCompleteFile()
     {
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
+        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
+        auto app = makeApp(&hotkeys);
+        app->start();
 
         const QString path = ConfigManager::configFilePath();
         QFile file(path);
@@ -51,32 +87,41 @@ private slots:
         QVERIFY(root.value("general").toObject().contains("pin_overlay_by_default"));
         // The default hotkeys stand in at run time but are not stored.
         QCOMPARE(root.value("hotkeys").toObject().value("capture").toString(), QString());
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
 
-        QCOMPARE(app.shownMessages().size(), 1);
-        QCOMPARE(app.shownMessages().first(),
-                 QStringLiteral("Configuration Required\nPlease configure your API key in:\n%1\n\n"
-                                "Then restart the application.")
-                     .arg(path));
+        QCOMPARE(
+            app->shownMessages(),
+            QStringList(QStringLiteral("Configuration Required\nPlease configure your API key in:\n%1\n\n"
+                                       "Then restart the application.")
+                            .arg(path)));
+
+        QFile log(debugLogPath());
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QRegularExpression line(
+            QStringLiteral(R"(^\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2} Startup hotkeys: )"
+                           R"(capture=\S+ clipboardText=\S+ ok=true$)"));
+        QVERIFY(line.match(QString::fromUtf8(log.readAll()).trimmed().split(QLatin1Char('\n')).last())
+                    .hasMatch());
     }
 
     void configuredKeyShowsNoBox()
     {
         ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
         ConfigManager::instance()->resetToDefaults();
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
-        QVERIFY(app.shownMessages().isEmpty());
+        auto app = makeApp();
+        app->start();
+        QVERIFY(app->shownMessages().isEmpty());
+        QVERIFY(app->shownBalloons().isEmpty());
         QCOMPARE(ConfigManager::instance()->apiKey(), QStringLiteral("sk-test"));
     }
 
     void trayMenu()
     {
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
+        auto app = makeApp();
+        app->start();
 
-        const QList<QAction *> actions = app.trayMenu()->actions();
+        const QList<QAction *> actions = app->trayMenu()->actions();
         QStringList texts;
         for (QAction *action : actions)
             texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
@@ -86,29 +131,131 @@ private slots:
             if (!action->isSeparator())
                 QVERIFY2(!action->icon().isNull(), qPrintable(action->text()));
         }
-        QCOMPARE(app.captureAction()->shortcut(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1));
-        QCOMPARE(app.clipboardTextAction()->shortcut(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
-        QVERIFY(app.preferencesAction()->shortcut().isEmpty());
-        QCOMPARE(app.quitAction()->shortcut(), QKeySequence(QKeySequence::Quit));
-        QCOMPARE(app.trayIcon()->contextMenu(), app.trayMenu());
-        QCOMPARE(app.trayIcon()->toolTip(),
+        QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
+        QCOMPARE(app->clipboardTextAction()->shortcut(), kMetaShift2);
+        QVERIFY(app->preferencesAction()->shortcut().isEmpty());
+        QCOMPARE(app->quitAction()->shortcut(), QKeySequence(QKeySequence::Quit));
+        QCOMPARE(app->trayIcon()->contextMenu(), app->trayMenu());
+        QCOMPARE(app->trayIcon()->toolTip(),
                  QStringLiteral("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
-                     .arg(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1).toString(QKeySequence::NativeText),
-                          QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2).toString(QKeySequence::NativeText)));
+                     .arg(kMetaShift1.toString(QKeySequence::NativeText),
+                          kMetaShift2.toString(QKeySequence::NativeText)));
 
-        app.updateAction()->setEnabled(false);
-        app.updateTrayTexts();
-        QCOMPARE(app.updateAction()->text(), QStringLiteral("Checking..."));
+        const QString screenshots = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
+        if (!screenshots.isEmpty()) {
+            app->trayMenu()->popup(QPoint(40, 40));
+            QVERIFY(QTest::qWaitForWindowExposed(app->trayMenu()));
+            app->trayMenu()->grab().save(screenshots + QStringLiteral("/tray-menu.png"));
+            app->trayMenu()->hide();
+        }
     }
 
-    void configuredHotkeysLabelTheMenu()
+    void failedStartupRegistration()
     {
-        ConfigManager::instance()->setCaptureHotkey(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T));
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
-        QCOMPARE(app.captureAction()->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T));
-        QCOMPARE(app.clipboardTextAction()->shortcut(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
+        ConfigManager::instance()->setClipboardTextHotkey(kCtrlAltY);
+        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
+        auto app = makeApp(&hotkeys, {{HotkeyManager::ClipboardTextHotkey, 1}});
+        app->start();
+        QVERIFY(hotkeys->grabbed.isEmpty());
+        QVERIFY(titles(app->shownMessages()).contains(QStringLiteral("Hotkey Registration Failed")));
+        QVERIFY(
+            app->shownMessages().last().contains(QStringLiteral("Failed to register global hotkeys.\n\n")));
+        QVERIFY(
+            app->shownMessages().last().contains(QStringLiteral("Ctrl+Alt+Y is held by another program")));
+        QCOMPARE(app->shownBalloons(),
+                 QStringList(QStringLiteral("Hotkey Registration Failed\nGlobal hotkeys are "
+                                            "not active. See debug log:\n%1")
+                                 .arg(debugLogPath())));
+        // The menu still shows the pair, and the last working pair starts as the pair tried.
+        QCOMPARE(app->clipboardTextAction()->shortcut(), kCtrlAltY);
+        QCOMPARE(app->lastWorkingClipboardTextHotkey(), kCtrlAltY);
+    }
+
+    void hotkeyEditingQueuesChanges()
+    {
+        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
+        auto app = makeApp(&hotkeys);
+        app->start();
+
+        app->onHotkeyEditingChanged(true);
+        QVERIFY(hotkeys->grabbed.isEmpty());
+        app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
+        app->onHotkeysChanged(kCtrlAltT, kMetaShift2);
+        QVERIFY2(hotkeys->grabbed.isEmpty(), "nothing is registered while the recorder is active");
+
+        app->onHotkeyEditingChanged(false);
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
+        QCOMPARE(app->captureAction()->shortcut(), kCtrlAltT);
+        QVERIFY(app->trayIcon()->toolTip().contains(kCtrlAltT.toString(QKeySequence::NativeText)));
+
+        // An edit that ends without a change registers the last working pair again.
+        app->onHotkeyEditingChanged(true);
+        app->onHotkeyEditingChanged(false);
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
+        QVERIFY(app->shownBalloons().isEmpty());
+    }
+
+    void failedChangeRevertsToWorkingPair()
+    {
+        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
+        auto app = makeApp(&hotkeys);
+        app->start();
+
+        hotkeys->registerStatus.insert(HotkeyManager::CaptureHotkey, 1);
+        ConfigManager::instance()->setCaptureHotkey(kCtrlAltY);
+        app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
+        QCOMPARE(app->shownBalloons(),
+                 QStringList(QStringLiteral("Hotkey Registration Failed\nFailed to register the new hotkeys. "
+                                            "Reverted to the previous working hotkeys.")));
+        QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
+        QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
+        QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
+
+        // A failure after editing keeps the working pair and says why.
+        app->onHotkeyEditingChanged(true);
+        app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
+        app->onHotkeyEditingChanged(false);
+        QCOMPARE(app->shownBalloons().last(), QStringLiteral("Hotkey Registration Failed\nFailed to register "
+                                                             "hotkeys after editing.\nCtrl+Alt+Y is held by "
+                                                             "another program"));
+        QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
+    }
+
+    void menuUpdateCheck()
+    {
+        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+        auto app = makeApp();
+        app->start();
+
+        // Answers to checks the menu did not start are not the menu's.
+        app->onUpdateCheckFailed(QStringLiteral("elsewhere"));
+        QVERIFY(app->shownMessages().isEmpty());
+
+        app->updateAction()->trigger();
+        QVERIFY(!app->updateAction()->isEnabled());
+        QCOMPARE(app->updateAction()->text(), QStringLiteral("Checking..."));
+        QTRY_VERIFY_WITH_TIMEOUT(app->updateAction()->isEnabled(), 30000);
+        QCOMPARE(app->updateAction()->text(), QStringLiteral("Check for Updates..."));
+        QCOMPARE(titles(app->shownMessages()), QStringList(QStringLiteral("Check for Updates")));
+
+        app->updateAction()->setEnabled(false);
+        app->onUpdateCheckSucceeded(false, QStringLiteral("0.2.7"), QUrl());
+        QCOMPARE(app->shownMessages().last(), QStringLiteral("Check for Updates\nYou're up to date."));
+        app->updateAction()->setEnabled(false);
+        app->onUpdateCheckSucceeded(true, QStringLiteral("0.3.0"),
+                                    QUrl(QStringLiteral("http://127.0.0.1:1/d")));
+        QCOMPARE(app->shownMessages().last(),
+                 QStringLiteral("Update Available\nA new version is available: 0.3.0"));
+    }
+
+    void sessionErrorsBecomeBalloons()
+    {
+        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+        auto app = makeApp();
+        app->start();
+        app->onSessionError(QStringLiteral("Network error: refused"));
+        QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
     }
 
     void debugLogLines()

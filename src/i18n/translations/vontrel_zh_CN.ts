@@ -1,4 +1,693 @@
 <?xml version="1.0" encoding="utf-8"?>
 <!DOCTYPE TS>
 <TS version="2.1" language="zh_CN">
+<context>
+    <name>AIProviderPage</name>
+    <message>
+        <source>AI Provider</source>
+        <translation>AI 服务商</translation>
+    </message>
+    <message>
+        <source>Base URL:</source>
+        <translation>接口地址：</translation>
+    </message>
+    <message>
+        <source>API Key:</source>
+        <translation>API 密钥：</translation>
+    </message>
+    <message>
+        <source>Model:</source>
+        <translation>模型：</translation>
+    </message>
+    <message>
+        <source>Test Connection</source>
+        <translation>测试连接</translation>
+    </message>
+    <message>
+        <source>Please enter an API key first.</source>
+        <translation>请先输入 API 密钥。</translation>
+    </message>
+    <message>
+        <source>Test Connection Failed</source>
+        <translation>连接测试失败</translation>
+    </message>
+    <message>
+        <source>Failed to configure client. Please check your settings.</source>
+        <translation>无法配置客户端，请检查设置。</translation>
+    </message>
+    <message>
+        <source>Connection successful! API is working.</source>
+        <translation>连接成功！API 工作正常。</translation>
+    </message>
+    <message>
+        <source>Failed to connect:
+%1</source>
+        <translation>连接失败：
+%1</translation>
+    </message>
+</context>
+<context>
+    <name>AboutPage</name>
+    <message>
+        <source>About</source>
+        <translation>关于</translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <translation>版本 %1</translation>
+    </message>
+    <message>
+        <source>A smart AI assistant for macOS and Windows.
+Capture screenshots, recognize text, and translate instantly.</source>
+        <translation>适用于 macOS 和 Windows 的智能 AI 助手。
+截取屏幕、识别文字、即时翻译。</translation>
+    </message>
+    <message>
+        <source>Website: &lt;a href=&quot;%1&quot;&gt;%1&lt;/a&gt;</source>
+        <translation>网站：&lt;a href=&quot;%1&quot;&gt;%1&lt;/a&gt;</translation>
+    </message>
+    <message>
+        <source>Check for Updates</source>
+        <translation>检查更新</translation>
+    </message>
+    <message>
+        <source>Checking...</source>
+        <translation>正在检查…</translation>
+    </message>
+    <message>
+        <source>You&apos;re up to date.</source>
+        <translation>已是最新版本。</translation>
+    </message>
+    <message>
+        <source>Update Available</source>
+        <translation>有可用更新</translation>
+    </message>
+    <message>
+        <source>A new version is available: %1</source>
+        <translation>有新版本可用：%1</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>下载</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>稍后</translation>
+    </message>
+</context>
+<context>
+    <name>ActionService</name>
+    <message>
+        <source>LLM client not available</source>
+        <translation>大模型客户端不可用</translation>
+    </message>
+    <message>
+        <source>LLM client not configured</source>
+        <translation>大模型客户端未配置</translation>
+    </message>
+    <message>
+        <source>Input text is empty</source>
+        <translation>输入文本为空</translation>
+    </message>
+    <message>
+        <source>Unknown action type</source>
+        <translation>未知的操作类型</translation>
+    </message>
+    <message>
+        <source>Empty response from LLM</source>
+        <translation>大模型返回了空响应</translation>
+    </message>
+</context>
+<context>
+    <name>CaptureOverlay</name>
+    <message>
+        <source>Drag to select area, ESC to cancel</source>
+        <translation>拖动以选择区域，按 ESC 取消</translation>
+    </message>
+</context>
+<context>
+    <name>GeneralPage</name>
+    <message>
+        <source>General</source>
+        <translation>通用</translation>
+    </message>
+    <message>
+        <source>Start at login</source>
+        <translation>登录时启动</translation>
+    </message>
+    <message>
+        <source>Automatically start Vontrel when you log in to your computer</source>
+        <translation>登录电脑时自动启动 Vontrel</translation>
+    </message>
+    <message>
+        <source>Failed to update system auto-start setting</source>
+        <translation>无法更新系统自启动设置</translation>
+    </message>
+    <message>
+        <source>Pin overlay window by default</source>
+        <translation>默认固定浮窗</translation>
+    </message>
+    <message>
+        <source>Keep the overlay window visible after translation completes</source>
+        <translation>翻译完成后保持浮窗显示</translation>
+    </message>
+    <message>
+        <source>App language</source>
+        <translation>界面语言</translation>
+    </message>
+    <message>
+        <source>Change the language used for Vontrel&apos;s user interface</source>
+        <translation>更改 Vontrel 界面所用的语言</translation>
+    </message>
+    <message>
+        <source>Follow System</source>
+        <translation>跟随系统</translation>
+    </message>
+    <message>
+        <source>English</source>
+        <translation>English</translation>
+    </message>
+    <message>
+        <source>Chinese</source>
+        <translation>简体中文</translation>
+    </message>
+</context>
+<context>
+    <name>HotkeysPage</name>
+    <message>
+        <source>Hotkeys</source>
+        <translation>快捷键</translation>
+    </message>
+    <message>
+        <source>Capture Screen</source>
+        <translation>截屏识字</translation>
+    </message>
+    <message>
+        <source>Capture a region of the screen for OCR and translation</source>
+        <translation>截取屏幕区域，识别其中文字并翻译</translation>
+    </message>
+    <message>
+        <source>Process Clipboard</source>
+        <translation>处理剪贴板</translation>
+    </message>
+    <message>
+        <source>Process text from clipboard for translation</source>
+        <translation>翻译选中文本或剪贴板中的文本</translation>
+    </message>
+    <message>
+        <source>Restore Defaults</source>
+        <translation>恢复默认</translation>
+    </message>
+    <message>
+        <source>Clipboard hotkey was cleared due to conflict. Please set a different one.</source>
+        <translation>剪贴板快捷键因冲突已被清除，请设置其他组合。</translation>
+    </message>
+    <message>
+        <source>Capture hotkey was cleared due to conflict. Please set a different one.</source>
+        <translation>截屏快捷键因冲突已被清除，请设置其他组合。</translation>
+    </message>
+    <message>
+        <source>At least one hotkey must be set</source>
+        <translation>至少需要设置一个快捷键</translation>
+    </message>
+    <message>
+        <source>Invalid capture hotkey. Must include modifier (Ctrl/Cmd, Alt, or Shift)</source>
+        <translation>截屏快捷键无效，必须包含修饰键（Ctrl/Cmd、Alt 或 Shift）</translation>
+    </message>
+    <message>
+        <source>Invalid clipboard hotkey. Must include modifier (Ctrl/Cmd, Alt, or Shift)</source>
+        <translation>剪贴板快捷键无效，必须包含修饰键（Ctrl/Cmd、Alt 或 Shift）</translation>
+    </message>
+    <message>
+        <source>Capture hotkey conflicts with a system shortcut</source>
+        <translation>截屏快捷键与系统快捷键冲突</translation>
+    </message>
+    <message>
+        <source>Clipboard hotkey conflicts with a system shortcut</source>
+        <translation>剪贴板快捷键与系统快捷键冲突</translation>
+    </message>
+</context>
+<context>
+    <name>OpenAIClient</name>
+    <message>
+        <source>API not configured. Please set API URL and key in config.</source>
+        <translation>API 未配置，请在配置中设置 API 地址和密钥。</translation>
+    </message>
+    <message>
+        <source>Network error: %1</source>
+        <translation>网络错误：%1</translation>
+    </message>
+    <message>
+        <source>API error: %1</source>
+        <translation>API 错误：%1</translation>
+    </message>
+    <message>
+        <source>Invalid response: a line of the event stream exceeds %1 MiB</source>
+        <translation>无效响应：事件流中有一行超过 %1 MiB</translation>
+    </message>
+    <message>
+        <source>Request timed out</source>
+        <translation>请求超时</translation>
+    </message>
+    <message>
+        <source>Failed to parse response: %1</source>
+        <translation>无法解析响应：%1</translation>
+    </message>
+    <message>
+        <source>No response from API</source>
+        <translation>API 无响应</translation>
+    </message>
+</context>
+<context>
+    <name>OverlayWindow</name>
+    <message>
+        <source>Vontrel</source>
+        <translation>Vontrel</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Copy</source>
+        <translation>复制</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>停止</translation>
+    </message>
+    <message>
+        <source>Retry</source>
+        <translation>重试</translation>
+    </message>
+    <message>
+        <source>Unpin window</source>
+        <translation>取消固定窗口</translation>
+    </message>
+    <message>
+        <source>Pin window</source>
+        <translation>固定窗口</translation>
+    </message>
+    <message>
+        <source>OCR text will appear here...</source>
+        <translation>识别出的文字将显示在这里…</translation>
+    </message>
+    <message>
+        <source>Type text, press Enter to translate (Shift+Enter for newline)...</source>
+        <translation>输入文字，按 Enter 翻译（Shift+Enter 换行）…</translation>
+    </message>
+    <message>
+        <source>Translation will appear here...</source>
+        <translation>译文将显示在这里…</translation>
+    </message>
+    <message>
+        <source>Translating...</source>
+        <translation>正在翻译…</translation>
+    </message>
+    <message>
+        <source>Recognizing text...</source>
+        <translation>正在识别文字…</translation>
+    </message>
+    <message>
+        <source>No text recognized</source>
+        <translation>未识别到文字</translation>
+    </message>
+    <message>
+        <source>Copied</source>
+        <translation>已复制</translation>
+    </message>
+</context>
+<context>
+    <name>PermissionGuideDialog</name>
+    <message>
+        <source>Vontrel Permissions</source>
+        <translation>Vontrel 权限</translation>
+    </message>
+    <message>
+        <source>Open System Settings</source>
+        <translation>打开系统设置</translation>
+    </message>
+    <message>
+        <source>I&apos;ve enabled it, recheck</source>
+        <translation>我已开启，重新检查</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>稍后</translation>
+    </message>
+    <message>
+        <source>Screen Recording permission required</source>
+        <translation>需要屏幕录制权限</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Vontrel needs access to your screen to capture screenshots and run OCR.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Steps&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Open System Settings → Privacy &amp;amp; Security&lt;/li&gt;&lt;li&gt;Go to Screen Recording&lt;/li&gt;&lt;li&gt;Enable Vontrel&lt;/li&gt;&lt;li&gt;If macOS asks you to quit and reopen Vontrel, please do so&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;If Vontrel is not listed, trigger the screenshot hotkey once and check again.&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Vontrel 需要访问你的屏幕，才能截图并识别文字。&lt;/p&gt;&lt;p&gt;&lt;b&gt;步骤&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;打开“系统设置”→“隐私与安全性”&lt;/li&gt;&lt;li&gt;进入“屏幕录制”&lt;/li&gt;&lt;li&gt;开启 Vontrel&lt;/li&gt;&lt;li&gt;如果 macOS 要求退出并重新打开 Vontrel，请照做&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;如果列表中没有 Vontrel，请先按一次截图快捷键，然后再检查。&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>Screen capture needs an X11 session</source>
+        <translation>截屏需要 X11 会话</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Vontrel captures the screen through the X11 display server, and this desktop session offers none (for example a Wayland session without X11).&lt;/p&gt;&lt;p&gt;&lt;b&gt;Steps&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Log out&lt;/li&gt;&lt;li&gt;At the login screen, choose a session that runs on X11 (often named &quot;on Xorg&quot; or &quot;(X11)&quot;)&lt;/li&gt;&lt;li&gt;Log in and start Vontrel again&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;Translating typed or copied text works in any session.&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Vontrel 通过 X11 显示服务器截取屏幕，而当前桌面会话不提供 X11（例如不带 X11 的 Wayland 会话）。&lt;/p&gt;&lt;p&gt;&lt;b&gt;步骤&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;注销&lt;/li&gt;&lt;li&gt;在登录界面选择运行于 X11 的会话（通常名为“on Xorg”或“(X11)”）&lt;/li&gt;&lt;li&gt;登录后重新启动 Vontrel&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;翻译输入或复制的文字在任何会话中都可使用。&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>Accessibility permission required</source>
+        <translation>需要辅助功能权限</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Vontrel simulates a ⌘C to read selected text from the current app, and restores your clipboard. macOS requires Accessibility permission to send such input events.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Steps&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Open System Settings → Privacy &amp;amp; Security&lt;/li&gt;&lt;li&gt;Go to Accessibility&lt;/li&gt;&lt;li&gt;Enable Vontrel&lt;/li&gt;&lt;li&gt;Then retry the hotkey&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;On newer macOS versions you may also see a system prompt about allowing paste from other apps. This is expected.&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Vontrel 会模拟按下 ⌘C 来读取当前应用中选中的文字，并随后恢复你的剪贴板。macOS 要求授予辅助功能权限才能发送此类输入事件。&lt;/p&gt;&lt;p&gt;&lt;b&gt;步骤&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;打开“系统设置”→“隐私与安全性”&lt;/li&gt;&lt;li&gt;进入“辅助功能”&lt;/li&gt;&lt;li&gt;开启 Vontrel&lt;/li&gt;&lt;li&gt;然后重新按下快捷键&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;在较新的 macOS 版本上，你可能还会看到是否允许从其他应用粘贴的系统提示，这是正常现象。&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>Reading the selection needs an X11 session</source>
+        <translation>读取选中文字需要 X11 会话</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;Vontrel sends a Ctrl+C to the current application to read its selected text, and restores your clipboard. Sending such input needs the X11 display server, and this desktop session offers none (for example a Wayland session without X11).&lt;/p&gt;&lt;p&gt;&lt;b&gt;Steps&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Log out&lt;/li&gt;&lt;li&gt;At the login screen, choose a session that runs on X11 (often named &quot;on Xorg&quot; or &quot;(X11)&quot;)&lt;/li&gt;&lt;li&gt;Log in and start Vontrel again&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;Until then, copy the text yourself and use the clipboard text hotkey&apos;s window.&lt;/p&gt;</source>
+        <translation>&lt;p&gt;Vontrel 会向当前应用发送 Ctrl+C 来读取选中的文字，并随后恢复你的剪贴板。发送此类输入需要 X11 显示服务器，而当前桌面会话不提供 X11（例如不带 X11 的 Wayland 会话）。&lt;/p&gt;&lt;p&gt;&lt;b&gt;步骤&lt;/b&gt;&lt;/p&gt;&lt;ol&gt;&lt;li&gt;注销&lt;/li&gt;&lt;li&gt;在登录界面选择运行于 X11 的会话（通常名为“on Xorg”或“(X11)”）&lt;/li&gt;&lt;li&gt;登录后重新启动 Vontrel&lt;/li&gt;&lt;/ol&gt;&lt;p&gt;在此之前，请自行复制文字，并使用剪贴板文本快捷键打开的窗口。&lt;/p&gt;</translation>
+    </message>
+</context>
+<context>
+    <name>Permissions</name>
+    <message>
+        <source>This desktop session has no X11 display server (for example a Wayland session). Global hotkeys, screen capture and reading the selected text need X11; log in to an X11 session to use them. Translating typed or copied text works as usual.</source>
+        <translation>当前桌面会话没有 X11 显示服务器（例如 Wayland 会话）。全局快捷键、截屏和读取选中文字都需要 X11，请登录 X11 会话后使用。翻译输入或复制的文字不受影响。</translation>
+    </message>
+</context>
+<context>
+    <name>PreferencesWindow</name>
+    <message>
+        <source>General</source>
+        <translation>通用</translation>
+    </message>
+    <message>
+        <source>General settings</source>
+        <translation>通用设置</translation>
+    </message>
+    <message>
+        <source>Hotkeys</source>
+        <translation>快捷键</translation>
+    </message>
+    <message>
+        <source>Keyboard shortcuts</source>
+        <translation>键盘快捷键</translation>
+    </message>
+    <message>
+        <source>AI Provider</source>
+        <translation>AI 服务商</translation>
+    </message>
+    <message>
+        <source>API provider settings</source>
+        <translation>API 服务商设置</translation>
+    </message>
+    <message>
+        <source>AI Actions</source>
+        <translation>AI 操作</translation>
+    </message>
+    <message>
+        <source>AI action settings</source>
+        <translation>AI 操作设置</translation>
+    </message>
+    <message>
+        <source>About</source>
+        <translation>关于</translation>
+    </message>
+    <message>
+        <source>Application information</source>
+        <translation>应用信息</translation>
+    </message>
+    <message>
+        <source>Preferences</source>
+        <translation>偏好设置</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Configuration Required</source>
+        <translation>需要配置</translation>
+    </message>
+    <message>
+        <source>Please configure your API key in:
+%1
+
+Then restart the application.</source>
+        <translation>请在以下文件中配置 API 密钥：
+%1
+
+然后重新启动应用。</translation>
+    </message>
+    <message>
+        <source>Limited Desktop Session</source>
+        <translation>桌面会话功能受限</translation>
+    </message>
+    <message>
+        <source>Please grant accessibility permissions to Vontrel in:
+System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</source>
+        <translation>请在以下位置为 Vontrel 授予辅助功能权限：
+系统偏好设置 &gt; 安全性与隐私 &gt; 隐私 &gt; 辅助功能</translation>
+    </message>
+    <message>
+        <source>Hotkey Registration Failed</source>
+        <translation>快捷键注册失败</translation>
+    </message>
+    <message>
+        <source>Failed to register global hotkeys.
+
+%1</source>
+        <translation>无法注册全局快捷键。
+
+%1</translation>
+    </message>
+    <message>
+        <source>Global hotkeys are not active. Open Diagnostics from the tray menu for details.</source>
+        <translation>全局快捷键未生效。详情请从托盘菜单打开“诊断”。</translation>
+    </message>
+    <message>
+        <source>Global hotkeys are not active. See debug log:
+%1</source>
+        <translation>全局快捷键未生效。请查看调试日志：
+%1</translation>
+    </message>
+    <message>
+        <source>Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text</source>
+        <translation>Vontrel - %1 截图识字，%2 选中/剪贴板文本</translation>
+    </message>
+    <message>
+        <source>AI Action (Text Screenshot)</source>
+        <translation>AI 操作（截图识字）</translation>
+    </message>
+    <message>
+        <source>AI Action (Selected/Clipboard Text)</source>
+        <translation>AI 操作（选中/剪贴板文本）</translation>
+    </message>
+    <message>
+        <source>Check for Updates...</source>
+        <translation>检查更新…</translation>
+    </message>
+    <message>
+        <source>Checking...</source>
+        <translation>正在检查…</translation>
+    </message>
+    <message>
+        <source>Preferences...</source>
+        <translation>偏好设置…</translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation>退出</translation>
+    </message>
+    <message>
+        <source>Failed to register hotkeys after editing.
+%1</source>
+        <translation>编辑后无法注册快捷键。
+%1</translation>
+    </message>
+    <message>
+        <source>Failed to register the new hotkeys. Reverted to the previous working hotkeys.</source>
+        <translation>无法注册新的快捷键，已恢复为之前可用的快捷键。</translation>
+    </message>
+    <message>
+        <source>Check for Updates</source>
+        <translation>检查更新</translation>
+    </message>
+    <message>
+        <source>You&apos;re up to date.</source>
+        <translation>已是最新版本。</translation>
+    </message>
+    <message>
+        <source>Update Available</source>
+        <translation>有可用更新</translation>
+    </message>
+    <message>
+        <source>A new version is available: %1</source>
+        <translation>有新版本可用：%1</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>下载</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>稍后</translation>
+    </message>
+    <message>
+        <source>Vontrel Error</source>
+        <translation>Vontrel 错误</translation>
+    </message>
+</context>
+<context>
+    <name>SessionController</name>
+    <message>
+        <source>Capture service not available</source>
+        <translation>截屏服务不可用</translation>
+    </message>
+    <message>
+        <source>Invalid image</source>
+        <translation>图像无效</translation>
+    </message>
+    <message>
+        <source>Clipboard service not available</source>
+        <translation>剪贴板服务不可用</translation>
+    </message>
+    <message>
+        <source>Clipboard is empty</source>
+        <translation>剪贴板为空</translation>
+    </message>
+    <message>
+        <source>No image in clipboard</source>
+        <translation>剪贴板中没有图像</translation>
+    </message>
+    <message>
+        <source>OCR provider not available</source>
+        <translation>文字识别服务不可用</translation>
+    </message>
+    <message>
+        <source>Recognizing text...</source>
+        <translation>正在识别文字…</translation>
+    </message>
+    <message>
+        <source>No text recognized</source>
+        <translation>未识别到文字</translation>
+    </message>
+    <message>
+        <source>OCR failed: %1</source>
+        <translation>文字识别失败：%1</translation>
+    </message>
+    <message>
+        <source>AI service not available</source>
+        <translation>AI 服务不可用</translation>
+    </message>
+    <message>
+        <source>AI not configured. Please set API key.</source>
+        <translation>AI 未配置，请设置 API 密钥。</translation>
+    </message>
+    <message>
+        <source>Failed to build prompt</source>
+        <translation>无法生成提示词</translation>
+    </message>
+    <message>
+        <source>AI failed: %1</source>
+        <translation>AI 请求失败：%1</translation>
+    </message>
+    <message>
+        <source>No text to process</source>
+        <translation>没有可处理的文字</translation>
+    </message>
+    <message>
+        <source>
+
+(Stopped)</source>
+        <translation>
+
+（已停止）</translation>
+    </message>
+    <message>
+        <source>(Stopped)</source>
+        <translation>（已停止）</translation>
+    </message>
+    <message>
+        <source>Failed to simulate copy to read selected text. Please copy manually or type directly.</source>
+        <translation>无法模拟复制来读取选中文字，请手动复制或直接输入。</translation>
+    </message>
+</context>
+<context>
+    <name>TranslationSettingsPage</name>
+    <message>
+        <source>Chinese</source>
+        <translation>中文</translation>
+    </message>
+    <message>
+        <source>English</source>
+        <translation>英语</translation>
+    </message>
+    <message>
+        <source>Japanese</source>
+        <translation>日语</translation>
+    </message>
+    <message>
+        <source>Korean</source>
+        <translation>韩语</translation>
+    </message>
+    <message>
+        <source>French</source>
+        <translation>法语</translation>
+    </message>
+    <message>
+        <source>German</source>
+        <translation>德语</translation>
+    </message>
+    <message>
+        <source>Spanish</source>
+        <translation>西班牙语</translation>
+    </message>
+    <message>
+        <source>Russian</source>
+        <translation>俄语</translation>
+    </message>
+    <message>
+        <source>Italian</source>
+        <translation>意大利语</translation>
+    </message>
+    <message>
+        <source>Portuguese</source>
+        <translation>葡萄牙语</translation>
+    </message>
+    <message>
+        <source>AI Actions</source>
+        <translation>AI 操作</translation>
+    </message>
+    <message>
+        <source>Target Language:</source>
+        <translation>目标语言：</translation>
+    </message>
+</context>
+<context>
+    <name>UpdateChecker</name>
+    <message>
+        <source>Update check already in progress</source>
+        <translation>正在检查更新，请稍候</translation>
+    </message>
+    <message>
+        <source>Update check failed: the server did not answer in time (%1 s)</source>
+        <translation>检查更新失败：服务器未及时响应（%1 秒）</translation>
+    </message>
+    <message>
+        <source>Update check failed (HTTP %1)</source>
+        <translation>检查更新失败（HTTP %1）</translation>
+    </message>
+    <message>
+        <source>Update check failed: invalid response</source>
+        <translation>检查更新失败：响应无效</translation>
+    </message>
+    <message>
+        <source>Update check failed: missing fields</source>
+        <translation>检查更新失败：缺少字段</translation>
+    </message>
+    <message>
+        <source>Update check failed: invalid version format</source>
+        <translation>检查更新失败：版本格式无效</translation>
+    </message>
+</context>
 </TS>

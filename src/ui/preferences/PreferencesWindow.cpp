@@ -8,6 +8,7 @@
 #include "ui/preferences/HotkeysPage.h"
 #include "ui/preferences/TranslationSettingsPage.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFrame>
@@ -87,6 +88,9 @@ PreferencesWindow::PreferencesWindow(QWidget *parent)
     connect(m_translationSettingsPage, &TranslationSettingsPage::settingsChanged, this,
             &PreferencesWindow::onAISettingsChanged);
     retranslateUi();
+    // WORKAROUND(Qt): once its style sheet has given the window a palette of its own, Qt stops sending it
+    // palette changes; the application object still hears about every switch between light and dark.
+    qApp->installEventFilter(this);
 
     resize(700, 500);
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
@@ -242,6 +246,13 @@ void PreferencesWindow::hideEvent(QHideEvent *event)
 {
     QWidget::hideEvent(event);
     setDockIconVisible(false);
+}
+
+bool PreferencesWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange)
+        applyTheme();
+    return QWidget::eventFilter(watched, event);
 }
 
 void PreferencesWindow::changeEvent(QEvent *event)

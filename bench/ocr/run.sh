@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Builds and runs the OCR benchmark: generates the screen-text image set, recognises it with our provider and
+# with the tesseract command line, and prints the error rates and times side by side.
+# usage: bench/ocr/run.sh [BUILD_DIR] [-- bench options, e.g. --variants 1 --verbose --keep DIR]
+set -euo pipefail
+source_dir=$(cd "$(dirname "$0")/../.." && pwd)
+build_dir=${1:-$source_dir/build-bench}
+shift $(( $# > 0 ? 1 : 0 ))
+[ "${1:-}" = "--" ] && shift
+
+command -v tesseract >/dev/null || echo "run.sh: the tesseract command line is not installed (apt-get install tesseract-ocr); only our figures will be shown" >&2
+if [ ! -f "$build_dir/CMakeCache.txt" ]; then
+    cmake -S "$source_dir" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+fi
+cmake --build "$build_dir" --target bench_ocr --parallel 2 >/dev/null
+QT_QPA_PLATFORM=offscreen "$build_dir/bench/bench_ocr" "$@"

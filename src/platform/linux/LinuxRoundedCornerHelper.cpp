@@ -19,10 +19,17 @@ constexpr char kRadiusProperty[] = "_vontrelCornerRadius";
 
 // An X11 screen has a compositing manager when someone owns its _NET_WM_CM_Sn selection (EWMH). Only then
 // does a translucent window show the desktop through its transparent corners; without one they turn black.
-bool compositorRunning()
+// The X display of the xcb platform plugin; null on other plugins (offscreen, Wayland), which cannot shape a
+// window.
+Display *x11Display()
 {
     auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    Display *display = x11 ? x11->display() : nullptr;
+    return x11 && QGuiApplication::platformName() == QLatin1String("xcb") ? x11->display() : nullptr;
+}
+
+bool compositorRunning()
+{
+    Display *display = x11Display();
     if (!display)
         return false;
     const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(DefaultScreen(display));
@@ -84,6 +91,8 @@ void RoundedCornerHelper::prepareWindow(QWidget *widget)
 void RoundedCornerHelper::applyRoundedCorners(QWidget *widget, int radius)
 {
     if (!widget || !widget->windowHandle() || widget->windowHandle()->winId() == 0)
+        return;
+    if (!x11Display())
         return;
 
     auto *keeper =

@@ -605,7 +605,9 @@ int OverlayWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget
     auto *textArea = qobject_cast<QTextEdit *>(widget); // QTextBrowser derives from QTextEdit
     QWidget *viewport = textArea ? textArea->viewport() : nullptr;
     QWidget *surface = viewport ? viewport : widget;
-    if (surface->width() > 0)
+    // Setting the width lays the whole document out again even when it does not change, which would make
+    // every streamed chunk cost as much as the entire text so far.
+    if (surface->width() > 0 && !qFuzzyCompare(doc->textWidth(), qreal(surface->width())))
         doc->setTextWidth(surface->width());
 
     int chrome = 34;

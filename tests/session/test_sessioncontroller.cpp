@@ -316,7 +316,7 @@ void TestSessionController::copyFallback()
     QCOMPARE(promptInput(m_provider->prompts().constFirst()), expectedInput);
     QVERIFY(m_provider->prompts().constFirst().contains(QStringLiteral("German")));
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
-    QCOMPARE(m_controller->state(), SessionController::Done);
+    QTRY_COMPARE_WITH_TIMEOUT(m_controller->state(), SessionController::Done, kBound);
     QCOMPARE(clipboardFormats(), before);
 }
 

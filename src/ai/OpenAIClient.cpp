@@ -20,6 +20,9 @@
 
 #include <memory>
 
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+
 namespace {
 
 const char kStreamIdProperty[] = "streamId";
@@ -60,6 +63,39 @@ QString errorMessageOf(const QJsonValue &error)
     if (error.isString())
         return error.toString();
     return error.toObject().value(QLatin1String("message")).toString();
+}
+
+QString stringOf(const rapidjson::Value &value)
+{
+    // Malformed UTF-8 becomes replacement characters rather than costing the whole piece.
+    return value.IsString() ? QString::fromUtf8(value.GetString(), qsizetype(value.GetStringLength()))
+                            : QString();
+}
+
+QString errorMessageOf(const rapidjson::Value &error)
+{
+    if (error.IsString())
+        return stringOf(error);
+    if (!error.IsObject())
+        return QString();
+    const auto message = error.FindMember("message");
+    return message != error.MemberEnd() ? stringOf(message->value) : QString();
+}
+
+// choices[0].delta.content when it is a string; empty otherwise.
+QString deltaContentOf(const rapidjson::Value &object)
+{
+    const auto choices = object.FindMember("choices");
+    if (choices == object.MemberEnd() || !choices->value.IsArray() || choices->value.Empty())
+        return QString();
+    const rapidjson::Value &choice = choices->value[0];
+    if (!choice.IsObject())
+        return QString();
+    const auto delta = choice.FindMember("delta");
+    if (delta == choice.MemberEnd() || !delta->value.IsObject())
+        return QString();
+    const auto content = delta->value.FindMember("content");
+    return content != delta->value.MemberEnd() ? stringOf(content->value) : QString();
 }
 
 struct WarmUpTarget
@@ -376,47 +412,43 @@ void OpenAIClient::processSSEData(const QByteArray &data)
             QByteArrayView(m_pendingData.constData() + begin, kDataPrefix.size()) != kDataPrefix) {
             continue;
         }
-        QByteArray payload = m_pendingData.mid(begin + kDataPrefix.size(), end - begin - kDataPrefix.size());
-        if (payload == kDoneMarker)
+        const char *payload = m_pendingData.constData() + begin + kDataPrefix.size();
+        const size_t payloadLength = size_t(end - begin - kDataPrefix.size());
+        if (QByteArrayView(payload, qsizetype(payloadLength)) == kDoneMarker)
             continue;
 
-        QJsonParseError parseError;
-        QJsonDocument document = QJsonDocument::fromJson(payload, &parseError);
-        if (parseError.error == QJsonParseError::IllegalUTF8String) {
-            // Decode as text first, replacing malformed sequences, so one bad byte does not cost the piece.
-            payload = QString::fromUtf8(payload).toUtf8();
-            document = QJsonDocument::fromJson(payload, &parseError);
-        }
-        if (parseError.error != QJsonParseError::NoError) {
-            qWarning().noquote() << "Failed to parse SSE JSON:" << parseError.errorString();
+        // RapidJSON with stack buffers for its allocators: a delta is parsed without touching the heap, which
+        // keeps the parser far ahead of any network (the toolkit's JSON classes cost several times as much).
+        char valueBuffer[4096];
+        char parseBuffer[1024];
+        rapidjson::MemoryPoolAllocator<> valueAllocator(valueBuffer, sizeof valueBuffer);
+        rapidjson::MemoryPoolAllocator<> parseAllocator(parseBuffer, sizeof parseBuffer);
+        using PooledDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>,
+                                                          rapidjson::MemoryPoolAllocator<>>;
+        PooledDocument document(&valueAllocator, sizeof parseBuffer, &parseAllocator);
+        document.Parse(payload, payloadLength);
+        if (document.HasParseError()) {
+            qWarning().noquote() << "Failed to parse SSE JSON:"
+                                 << rapidjson::GetParseError_En(document.GetParseError()) << "at offset"
+                                 << document.GetErrorOffset();
             continue;
         }
-        if (!document.isObject()) {
+        if (!document.IsObject()) {
             qWarning().noquote() << "Failed to parse SSE JSON:"
                                  << "payload is not an object";
             continue;
         }
-        const QJsonObject object = document.object();
-        const QJsonValue error = object.value(QLatin1String("error"));
-        if (!error.isUndefined() && !error.isNull()) {
+        const auto error = document.FindMember("error");
+        if (error != document.MemberEnd() && !error->value.IsNull()) {
             m_pendingData.remove(0, consumed);
-            m_lastError = tr("API error: %1").arg(errorMessageOf(error));
+            m_lastError = tr("API error: %1").arg(errorMessageOf(error->value));
             emitErrorQueued(m_lastError);
             return;
         }
-        const QJsonValue content = object.value(QLatin1String("choices"))
-                                       .toArray()
-                                       .at(0)
-                                       .toObject()
-                                       .value(QLatin1String("delta"))
-                                       .toObject()
-                                       .value(QLatin1String("content"));
-        if (content.isString()) {
-            const QString piece = content.toString();
-            if (!piece.isEmpty()) {
-                m_fullResponse += piece;
-                emit streamingChunk(piece);
-            }
+        const QString piece = deltaContentOf(document);
+        if (!piece.isEmpty()) {
+            m_fullResponse += piece;
+            emit streamingChunk(piece);
         }
     }
     m_pendingData.remove(0, consumed);

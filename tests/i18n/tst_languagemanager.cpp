@@ -15,7 +15,7 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (watched == qApp && event->type() == QEvent::LanguageChange)
+        if (watched == QCoreApplication::instance() && event->type() == QEvent::LanguageChange)
             ++count;
         return false;
     }
@@ -128,7 +128,7 @@ void TestLanguageManager::chineseInstallsAndEnglishRemovesTheCatalogue()
     LanguageManager *manager = LanguageManager::instance();
     manager->applyLanguage(QStringLiteral("en"));
     LanguageChangeCounter counter;
-    qApp->installEventFilter(&counter);
+    QCoreApplication::instance()->installEventFilter(&counter);
 
     const QString english = QStringLiteral("Preferences");
     manager->applyLanguage(QStringLiteral("zh-CN"));
@@ -145,7 +145,7 @@ void TestLanguageManager::chineseInstallsAndEnglishRemovesTheCatalogue()
     manager->applyLanguage(QStringLiteral("en"));
     QCOMPARE(QCoreApplication::translate("PreferencesWindow", "Preferences"), english);
     QTRY_VERIFY_WITH_TIMEOUT(counter.count > changes, 10000);
-    qApp->removeEventFilter(&counter);
+    QCoreApplication::instance()->removeEventFilter(&counter);
 }
 
 int main(int argc, char *argv[])

@@ -21,6 +21,15 @@ QRect toDevicePixels(const QRect &logical, qreal ratio)
                  int(logical.height() * ratio));
 }
 
+// The rectangle with both corner pixels inside, whichever way the user dragged. QRect::normalized() would
+// shift the edges of a rectangle dragged up or to the left by one pixel each, so a backward drag would select
+// less than the same forward one.
+QRect spannedRect(const QPoint &a, const QPoint &b)
+{
+    return QRect(QPoint(qMin(a.x(), b.x()), qMin(a.y(), b.y())),
+                 QPoint(qMax(a.x(), b.x()), qMax(a.y(), b.y())));
+}
+
 bool isInverted(const QRect &rect)
 {
     return rect.left() > rect.right() || rect.top() > rect.bottom();
@@ -129,7 +138,7 @@ void CaptureOverlay::mouseMoveEvent(QMouseEvent *event)
     if (!m_selecting)
         return;
     m_selectionEnd = event->position().toPoint();
-    m_selection = QRect(m_selectionStart, m_selectionEnd).normalized();
+    m_selection = spannedRect(m_selectionStart, m_selectionEnd);
     update();
 }
 
@@ -139,7 +148,7 @@ void CaptureOverlay::mouseReleaseEvent(QMouseEvent *event)
         return;
     m_selecting = false;
     m_selectionEnd = event->position().toPoint();
-    m_selection = QRect(m_selectionStart, m_selectionEnd).normalized();
+    m_selection = spannedRect(m_selectionStart, m_selectionEnd);
 
     if (m_selection.width() >= kMinimumSelectionSide && m_selection.height() >= kMinimumSelectionSide) {
         const QImage image = captureSelectedRegion();

@@ -96,8 +96,15 @@ void HotkeysPage::setupUI()
     for (QKeySequenceEdit *editor : {m_captureEdit, m_clipboardEdit}) {
         // A clear button is the only way to empty an editor: every key pressed in it is recorded.
         editor->setClearButtonEnabled(true);
+        // A global hotkey is one key combination; the editor would otherwise record up to four in a row.
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
         editor->setMaximumSequenceLength(1);
+#else
+        connect(editor, &QKeySequenceEdit::editingFinished, this, [editor] {
+            const QKeySequence sequence = editor->keySequence();
+            if (sequence.count() > 1)
+                editor->setKeySequence(QKeySequence(sequence[0]));
+        });
 #endif
         editor->installEventFilter(this);
         connect(editor, &QKeySequenceEdit::keySequenceChanged, this, &HotkeysPage::onHotkeyChanged);

@@ -32,6 +32,7 @@ private slots:
     void unusableStoredPairIsReportedButNotStored();
     void restoreDefaultsStoresAndAnnounces();
     void accessorsSetEditorsSilently();
+    void recordsOneCombinationOnly();
     void focusMovingBetweenEditorsReportsEditingUntilBothAreLeft();
     void warningFollowsTheInterfaceLanguage();
 };
@@ -220,6 +221,20 @@ void TestHotkeysPage::accessorsSetEditorsSilently()
     QCOMPARE(spy.count(), 0);
     QCOMPARE(changed.count(), 0);
     QVERIFY(page.warningText().isEmpty());
+}
+
+void TestHotkeysPage::recordsOneCombinationOnly()
+{
+    HotkeysPage page;
+    page.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    auto *capture = page.findChild<QKeySequenceEdit *>(QStringLiteral("CaptureHotkeyEdit"));
+    capture->setFocus();
+    QTest::keyClick(capture, Qt::Key_X, Qt::ControlModifier | Qt::AltModifier);
+    QTest::keyClick(capture, Qt::Key_Y, Qt::ControlModifier | Qt::AltModifier);
+    QTRY_COMPARE_WITH_TIMEOUT(capture->keySequence(), seq(QStringLiteral("Ctrl+Alt+X")), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(ConfigManager::instance()->captureHotkey(), seq(QStringLiteral("Ctrl+Alt+X")),
+                              10000);
 }
 
 void TestHotkeysPage::focusMovingBetweenEditorsReportsEditingUntilBothAreLeft()

@@ -31,7 +31,6 @@ private slots:
     void loadsDefaultsForEmptySettingsWithoutStoring();
     void unusableStoredPairIsReportedButNotStored();
     void restoreDefaultsStoresAndAnnounces();
-    void accessorsSetEditorsSilently();
     void recordsOneCombinationOnly();
     void focusMovingBetweenEditorsReportsEditingUntilBothAreLeft();
     void warningFollowsTheInterfaceLanguage();
@@ -207,20 +206,6 @@ void TestHotkeysPage::restoreDefaultsStoresAndAnnounces()
     QCOMPARE(ConfigManager::instance()->captureHotkey(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1));
     QCOMPARE(ConfigManager::instance()->clipboardTextHotkey(),
              QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
-}
-
-void TestHotkeysPage::accessorsSetEditorsSilently()
-{
-    HotkeysPage page;
-    QSignalSpy spy(&page, &HotkeysPage::hotkeysChanged);
-    QSignalSpy changed(ConfigManager::instance(), &ConfigManager::configChanged);
-    page.setCaptureHotkey(seq(QStringLiteral("F5")));
-    page.setClipboardTextHotkey(seq(QStringLiteral("F5")));
-    QCOMPARE(page.captureHotkey(), seq(QStringLiteral("F5")));
-    QCOMPARE(page.clipboardTextHotkey(), seq(QStringLiteral("F5")));
-    QCOMPARE(spy.count(), 0);
-    QCOMPARE(changed.count(), 0);
-    QVERIFY(page.warningText().isEmpty());
 }
 
 void TestHotkeysPage::recordsOneCombinationOnly()

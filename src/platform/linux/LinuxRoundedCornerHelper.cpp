@@ -11,6 +11,9 @@
 #include <QtGui/qguiapplication_platform.h>
 
 #include <X11/Xlib.h>
+#include <X11/extensions/shape.h>
+
+#include <vector>
 
 namespace {
 
@@ -44,6 +47,30 @@ QRegion roundedRegion(const QSize &size, int radius)
     return QRegion(path.toFillPolygon().toPolygon());
 }
 
+// WORKAROUND(X11): QWidget::setMask and QWindow::setMask on Qt 6.4's xcb plugin leave the X window unshaped
+// (xwininfo -shape reports no shape, the corners stay square), so the bounding shape is set here directly.
+void shapeNativeWindow(QWidget *widget, const QRegion &region)
+{
+    Display *display = x11Display();
+    const WId window = widget->winId();
+    if (!display || window == 0)
+        return;
+    const qreal dpr = widget->devicePixelRatioF();
+    std::vector<XRectangle> rects;
+    for (const QRect &r : region) {
+        const QRect n(QPoint(qRound(r.left() * dpr), qRound(r.top() * dpr)),
+                      QPoint(qRound((r.right() + 1) * dpr) - 1, qRound((r.bottom() + 1) * dpr) - 1));
+        rects.push_back({static_cast<short>(n.x()), static_cast<short>(n.y()),
+                         static_cast<unsigned short>(n.width()), static_cast<unsigned short>(n.height())});
+    }
+    if (rects.empty())
+        XShapeCombineMask(display, window, ShapeBounding, 0, 0, 0, ShapeSet);
+    else
+        XShapeCombineRectangles(display, window, ShapeBounding, 0, 0, rects.data(),
+                                static_cast<int>(rects.size()), ShapeSet, Unsorted);
+    XFlush(display);
+}
+
 // Keeps the window's rounded mask the size of the window: the overlay grows with its content after the
 // corners were first applied, and a stale mask would cut off the new part.
 class RoundedMaskKeeper final : public QObject
@@ -60,10 +87,11 @@ public:
     void apply() const
     {
         const int radius = m_widget->property(kRadiusProperty).toInt();
+        QRegion region;
         if (radius > 0 && !m_widget->size().isEmpty())
-            m_widget->setMask(roundedRegion(m_widget->size(), radius));
-        else
-            m_widget->clearMask();
+            region = roundedRegion(m_widget->size(), radius);
+        m_widget->setMask(region);
+        shapeNativeWindow(m_widget, region);
     }
 
 protected:
@@ -101,6 +129,7 @@ void RoundedCornerHelper::applyRoundedCorners(QWidget *widget, int radius)
     if (widget->testAttribute(Qt::WA_TranslucentBackground) && compositorRunning()) {
         delete keeper;
         widget->clearMask();
+        shapeNativeWindow(widget, QRegion());
         return;
     }
     widget->setProperty(kRadiusProperty, radius);

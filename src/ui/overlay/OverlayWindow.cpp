@@ -23,6 +23,8 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QTextFrame>
+#include <QTextFrameFormat>
 #include <QTimer>
 #include <QToolButton>
 #include <QToolTip>
@@ -53,6 +55,7 @@ constexpr int kResultCap = 400;
 constexpr int kResultMinWhileWaiting = 160;
 constexpr int kPreviewMinHeight = 48;
 constexpr int kPreviewMaxHeight = 160;
+constexpr int kCornerButtonSize = 22;
 constexpr int kCornerButtonInset = 2;
 constexpr int kCornerRadius = 12;
 
@@ -70,6 +73,24 @@ bool hasVisibleText(const QTextDocument *doc)
         }
     }
     return false;
+}
+
+// Keeps the text out from under the corner button: the button sits on the text area's top-right corner,
+// so every line leaves room for it on the right. Setting the content (setPlainText, clear, setHtml)
+// resets the document's frame, hence the check on every change; it costs nothing once the margin is there.
+void reserveCornerButtonSpace(QTextDocument *doc)
+{
+    QTextFrame *root = doc->rootFrame();
+    QTextFrameFormat format = root->frameFormat();
+    const qreal wanted = doc->documentMargin() + kCornerButtonSize + kCornerButtonInset;
+    if (qFuzzyCompare(format.rightMargin(), wanted))
+        return;
+    format.setRightMargin(wanted);
+    // Not an edit the user could undo; the history is empty right after the content was replaced anyway.
+    const bool undo = doc->isUndoRedoEnabled();
+    doc->setUndoRedoEnabled(false);
+    root->setFrameFormat(format);
+    doc->setUndoRedoEnabled(undo);
 }
 
 QString textAreaStyle(const char *className, const ThemeColors &colors)
@@ -101,7 +122,7 @@ QToolButton *makeCornerButton(QWidget *area, const QString &iconPath, const QStr
                               const QString &style)
 {
     auto *button = new QToolButton(area);
-    button->setFixedSize(22, 22);
+    button->setFixedSize(kCornerButtonSize, kCornerButtonSize);
     button->setIconSize(QSize(14, 14));
     button->setCursor(Qt::PointingHandCursor);
     button->setIcon(tintedSvgIcon(iconPath, tint));
@@ -230,6 +251,7 @@ void OverlayWindow::setupUi()
     m_sourceEdit->installEventFilter(this);
     m_sourceEdit->viewport()->installEventFilter(this);
     connect(m_sourceEdit->document(), &QTextDocument::contentsChanged, this, [this] {
+        reserveCornerButtonSpace(m_sourceEdit->document());
         updateAutoHeights();
         updateCopyButtonsState();
     });
@@ -244,10 +266,13 @@ void OverlayWindow::setupUi()
     m_translationView->setStyleSheet(textAreaStyle("QTextBrowser", colors));
     m_translationView->viewport()->installEventFilter(this);
     connect(m_translationView->document(), &QTextDocument::contentsChanged, this, [this] {
+        reserveCornerButtonSpace(m_translationView->document());
         updateAutoHeights();
         updateCopyButtonsState();
     });
     m_mainLayout->addWidget(m_translationView);
+    // Spare height (the window's minimum exceeds short content) goes below the content, not between rows.
+    m_mainLayout->addStretch(1);
 
     const QString disabledBorder = colors.isDark ? QStringLiteral("#505050") : QStringLiteral("#d0d0d0");
     const QString neutral =

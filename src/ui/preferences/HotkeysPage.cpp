@@ -51,6 +51,16 @@ HotkeysPage::HotkeysPage(QWidget *parent)
     retranslateUi();
 }
 
+HotkeysPage::~HotkeysPage()
+{
+    // Closing the window finishes a recording in progress, and the editors report it while this page is
+    // already half destroyed: they must not reach it any more.
+    for (QKeySequenceEdit *editor : {m_captureEdit, m_clipboardEdit}) {
+        editor->removeEventFilter(this);
+        editor->disconnect(this);
+    }
+}
+
 QKeySequence HotkeysPage::defaultCaptureHotkey()
 {
     return QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1);

@@ -16,6 +16,7 @@ class HotkeysPage final : public QWidget
 
 public:
     explicit HotkeysPage(QWidget *parent = nullptr);
+    ~HotkeysPage() override;
 
     static QKeySequence defaultCaptureHotkey();
     static QKeySequence defaultClipboardTextHotkey();

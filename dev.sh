@@ -15,7 +15,7 @@ BUILD_PACKAGES=(
     qt6-base-dev qt6-svg-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools qt6-base-dev-tools
     libgl-dev libtesseract-dev libleptonica-dev libx11-dev libxext-dev libxtst-dev libxcb1-dev
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
-    fonts-dejavu-core fonts-noto-cjk
+    rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
 TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick)
 

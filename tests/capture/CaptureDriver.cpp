@@ -16,6 +16,12 @@ PatternWindow::PatternWindow(const QColor &plain)
     setGeometry(QGuiApplication::primaryScreen()->geometry());
 }
 
+void PatternWindow::setPlainColour(const QColor &plain)
+{
+    m_plain = plain;
+    update();
+}
+
 QRgb PatternWindow::patternAt(int x, int y)
 {
     return qRgb(x & 0xff, y & 0xff, ((x >> 8) << 4) | (y >> 8));
@@ -51,14 +57,15 @@ namespace {
 
 bool xdotool(const QStringList &arguments)
 {
-    // xdotool exits before the server has delivered everything; callers wait for the effect they expect.
+    // The X server applies one client's requests in order, so a whole gesture goes out in one call. No
+    // "--sync": xdotool 3.20160805 then waits up to 15 s for motion when the pointer is already in place.
+    // Callers wait for the effect they expect, not for xdotool.
     return QProcess::execute(QStringLiteral("xdotool"), arguments) == 0;
 }
 
 QStringList moveArguments(QPoint to)
 {
-    return {QStringLiteral("mousemove"), QStringLiteral("--sync"), QString::number(to.x()),
-            QString::number(to.y())};
+    return {QStringLiteral("mousemove"), QString::number(to.x()), QString::number(to.y())};
 }
 
 } // namespace

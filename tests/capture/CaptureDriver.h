@@ -14,6 +14,8 @@ class PatternWindow final : public QWidget
 {
 public:
     explicit PatternWindow(const QColor &plain = QColor());
+    // Switches between the pattern (an invalid colour) and a plain colour.
+    void setPlainColour(const QColor &plain);
     // The colour of the screen pixel at device coordinates (x, y) while the pattern is shown.
     static QRgb patternAt(int x, int y);
     // The pattern over a rectangle of device pixels.

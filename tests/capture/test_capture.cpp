@@ -34,6 +34,7 @@ class TestCapture : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void selectsTheDraggedPixels_data();
@@ -52,6 +53,14 @@ private:
     std::unique_ptr<CaptureService> m_service;
 };
 
+void TestCapture::initTestCase()
+{
+    // One backdrop for all tests: mapping a new window where another was just unmapped can take Xvfb seconds.
+    m_backdrop = std::make_unique<PatternWindow>();
+    m_backdrop->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_backdrop.get(), 10000));
+}
+
 void TestCapture::init()
 {
     m_service = std::make_unique<CaptureService>();
@@ -63,7 +72,6 @@ void TestCapture::cleanup()
     if (CaptureOverlay *overlay = m_service->isCapturing() ? waitForCaptureOverlay() : nullptr)
         overlay->close();
     m_service.reset();
-    m_backdrop.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -12,6 +13,12 @@ namespace {
 // recognisers trained on 300 dpi print are at their best.
 constexpr int kTargetLineHeight = 40;
 constexpr qreal kMaximumScale = 4.0;
+// The enlarged page stays below this many pixels (bytes, in grey), so a large region of small text cannot
+// make the engine allocate gigabytes.
+constexpr qreal kMaximumPreparedPixels = 24e6;
+// The ink colour is that of the darkest pixels, but of at least this many, so that a stray dark pixel does not
+// set it while a single short word in a wide region still does.
+constexpr qint64 kMinimumInkPixels = 12;
 // Below this contrast between background and darkest ink the region holds no legible text.
 constexpr int kMinimumContrast = 40;
 
@@ -40,9 +47,8 @@ std::array<int, 256> histogram(const QImage &gray)
     return counts;
 }
 
-int percentile(const std::array<int, 256> &counts, qint64 total, double fraction)
+int percentile(const std::array<int, 256> &counts, qint64 wanted)
 {
-    const qint64 wanted = qint64(total * fraction);
     qint64 seen = 0;
     for (int value = 0; value < 256; ++value) {
         seen += counts[value];
@@ -117,14 +123,14 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
     std::array<int, 256> counts = histogram(gray);
 
     // Text covers far less than half of a region, so the median is the background.
-    const int background = percentile(counts, total, 0.5);
+    const int background = percentile(counts, total / 2);
     if (background < 128) {
         gray.invertPixels();
         prepared.inverted = true;
         std::reverse(counts.begin(), counts.end());
     }
     const int paper = prepared.inverted ? 255 - background : background;
-    const int ink = percentile(counts, total, 0.02);
+    const int ink = percentile(counts, kMinimumInkPixels);
 
     qreal scale = 1.0;
     if (paper - ink >= kMinimumContrast) {
@@ -133,7 +139,9 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
         if (!heights.empty()) {
             std::nth_element(heights.begin(), heights.begin() + heights.size() / 2, heights.end());
             const int typical = heights[heights.size() / 2];
-            scale = std::clamp(qreal(kTargetLineHeight) / typical, 1.0, kMaximumScale);
+            const qreal pixelBudget = std::sqrt(kMaximumPreparedPixels / qreal(total));
+            scale = std::clamp(qreal(kTargetLineHeight) / typical, 1.0,
+                               std::max(1.0, std::min(kMaximumScale, pixelBudget)));
         }
     }
     prepared.scale = scale;

@@ -54,6 +54,8 @@ private slots:
     void joinsLines();
     void preparesScreenText_data();
     void preparesScreenText();
+    void enlargesAShortWordInAWideRegion();
+    void keepsLargeRegionsWithinBudget();
     void leavesBlankRegionsAlone();
     void flattensTransparencyOntoWhite();
 };
@@ -137,6 +139,38 @@ void TestOcrPreprocessing::preparesScreenText()
         QCOMPARE(prepared.scale, 1.0);
     else
         QVERIFY(prepared.scale > 1.0);
+}
+
+void TestOcrPreprocessing::enlargesAShortWordInAWideRegion()
+{
+    // A loose drag around one small button label: the word is a tiny fraction of the pixels.
+    QImage region(900, 400, QImage::Format_RGB32);
+    region.fill(Qt::white);
+    QPainter painter(&region);
+    painter.drawImage(QPoint(420, 190), TextImage::render({QStringLiteral("Save")}, 12));
+    painter.end();
+
+    const OcrPreparedImage prepared = vontrelPrepareImageForOcr(region);
+    QCOMPARE(prepared.lineCount, 1);
+    QVERIFY2(prepared.scale > 2.0, qPrintable(QString::number(prepared.scale)));
+}
+
+void TestOcrPreprocessing::keepsLargeRegionsWithinBudget()
+{
+    // Small text over a whole 4K screen must not become a page of hundreds of megapixels.
+    QImage screen(3840, 2160, QImage::Format_RGB32);
+    screen.fill(Qt::white);
+    QPainter painter(&screen);
+    const QImage lines =
+        TextImage::render({QStringLiteral("Open Recent Files"), QStringLiteral("Preferences")}, 11);
+    for (int y = 0; y + lines.height() <= screen.height(); y += lines.height())
+        painter.drawImage(QPoint(0, y), lines);
+    painter.end();
+
+    const OcrPreparedImage prepared = vontrelPrepareImageForOcr(screen);
+    QVERIFY(prepared.scale > 1.0);
+    QVERIFY2(qint64(prepared.image.width()) * prepared.image.height() <= 25'000'000,
+             qPrintable(QStringLiteral("%1 x %2").arg(prepared.image.width()).arg(prepared.image.height())));
 }
 
 void TestOcrPreprocessing::leavesBlankRegionsAlone()

@@ -3,6 +3,7 @@
 #include <QCursor>
 #include <QDebug>
 #include <QGuiApplication>
+#include <QHideEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -74,6 +75,9 @@ void CaptureOverlay::captureScreen()
     raise();
     activateWindow();
     setFocus(Qt::OtherFocusReason);
+    // A window manager may refuse focus to a window it does not manage; holding the keyboard keeps Esc
+    // working wherever the focus went. hideEvent() gives it back.
+    grabKeyboard();
 }
 
 void CaptureOverlay::paintEvent(QPaintEvent *)
@@ -158,6 +162,12 @@ void CaptureOverlay::mouseReleaseEvent(QMouseEvent *event)
     }
     m_selection = QRect();
     update();
+}
+
+void CaptureOverlay::hideEvent(QHideEvent *event)
+{
+    releaseKeyboard();
+    QWidget::hideEvent(event);
 }
 
 void CaptureOverlay::keyPressEvent(QKeyEvent *event)

@@ -3,6 +3,7 @@
 #include "capture/CaptureOverlay.h"
 #include "capture/CaptureService.h"
 
+#include <QLineEdit>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTest>
@@ -43,6 +44,7 @@ private slots:
     void keepsSmallSelectionsForAnotherTry();
     void cancelsOnlyWithEscape();
     void ignoresASecondStartWhileCapturing();
+    void givesTheKeyboardBack();
     void drawsTheSelectionWithItsSize_data();
     void drawsTheSelectionWithItsSize();
 
@@ -218,6 +220,26 @@ void TestCapture::ignoresASecondStartWhileCapturing()
     QVERIFY(XInput::drag(QPoint(10, 300), QPoint(109, 349)));
     QVERIFY(done.wait(10000));
     QCOMPARE(cancelled.count(), 1);
+}
+
+void TestCapture::givesTheKeyboardBack()
+{
+    showBackdrop();
+    QSignalSpy done(m_service.get(), &CaptureService::captureDone);
+    m_service->startCapture();
+    QVERIFY(waitForCaptureOverlay());
+    QVERIFY(XInput::drag(QPoint(100, 100), QPoint(199, 149)));
+    QVERIFY(done.wait(10000));
+
+    // The overlay held the keyboard while it was up; once it is gone, typing reaches other windows again.
+    QLineEdit editor;
+    editor.setWindowFlags(Qt::FramelessWindowHint | Qt::BypassWindowManagerHint);
+    editor.setGeometry(200, 200, 300, 30);
+    editor.show();
+    editor.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&editor, 10000));
+    QVERIFY(XInput::key(QStringLiteral("a")));
+    QTRY_COMPARE_WITH_TIMEOUT(editor.text(), QStringLiteral("a"), 10000);
 }
 
 void TestCapture::drawsTheSelectionWithItsSize_data()

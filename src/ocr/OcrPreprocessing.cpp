@@ -16,8 +16,8 @@ constexpr qreal kMaximumScale = 4.0;
 // The enlarged page stays below this many pixels (bytes, in grey), so a large region of small text cannot
 // make the engine allocate gigabytes.
 constexpr qreal kMaximumPreparedPixels = 24e6;
-// The ink colour is that of the darkest pixels, but of at least this many, so that a stray dark pixel does not
-// set it while a single short word in a wide region still does.
+// The ink colour is that of the darkest pixels, but of at least this many, so that a stray dark pixel does
+// not set it while a single short word in a wide region still does.
 constexpr qint64 kMinimumInkPixels = 12;
 // Below this contrast between background and darkest ink the region holds no legible text.
 constexpr int kMinimumContrast = 40;

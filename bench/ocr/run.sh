@@ -1,12 +1,17 @@
 #!/usr/bin/env bash
 # Builds and runs the OCR benchmark: generates the screen-text image set, recognises it with our provider and
 # with the tesseract command line, and prints the error rates and times side by side.
-# usage: bench/ocr/run.sh [BUILD_DIR] [-- bench options, e.g. --variants 1 --verbose --keep DIR]
+# usage: bench/ocr/run.sh [BUILD_DIR] [--] [--variants N] [--verbose] [--keep DIR] [--no-cli]
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/../.." && pwd)
-build_dir=${1:-$source_dir/build-bench}
-shift $(( $# > 0 ? 1 : 0 ))
-[ "${1:-}" = "--" ] && shift
+build_dir=$source_dir/build-bench
+if [ $# -gt 0 ] && [ "${1#-}" = "$1" ]; then
+    build_dir=$1
+    shift
+fi
+if [ "${1:-}" = "--" ]; then
+    shift
+fi
 
 command -v tesseract >/dev/null || echo "run.sh: the tesseract command line is not installed (apt-get install tesseract-ocr); only our figures will be shown" >&2
 if [ ! -f "$build_dir/CMakeCache.txt" ]; then

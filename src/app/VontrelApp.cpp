@@ -31,6 +31,7 @@
 #include <QPushButton>
 #include <QStyleHints>
 #include <QSystemTrayIcon>
+#include <QThreadPool>
 
 #include <csignal>
 
@@ -56,6 +57,8 @@ VontrelApp::~VontrelApp()
 {
     // The tray icon refers to the menu; drop it first so the menu is never used half-destroyed.
     m_trayIcon.reset();
+    // A recognition still queued on the pool uses the OCR provider, which is destroyed with the members.
+    QThreadPool::globalInstance()->waitForDone();
 }
 
 void VontrelApp::setHotkeyBackendForTesting(std::unique_ptr<IHotkeyBackend> backend)

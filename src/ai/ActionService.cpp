@@ -9,22 +9,6 @@
 namespace {
 
 // Prompt templates are sent to the model as they are and never translated.
-const char kTranslateTemplate[] =
-    "You are a professional translator. Your task is to translate the input text into %1.\n"
-    "\n"
-    "Instructions:\n"
-    "1. Auto-detect Source Language: Identify the language of the input text automatically.\n"
-    "2. Handle Mixed Languages: If the input contains multiple languages, translate all non-%1 parts into "
-    "%1. "
-    "Keep %1 parts as is.\n"
-    "3. Maintain Structure: Preserve paragraphs, lists, and formatting.\n"
-    "4. Reformat for Readability:\n"
-    "   - Convert chaotic or poorly formatted text into clean paragraphs.\n"
-    "   - Use appropriate line breaks and spacing.\n"
-    "   - Ensure the output is easy to read and well-organized.\n"
-    "5. Output Only Translation: Provide only the translated and reformatted text. Do not add explanations, "
-    "notes, or markdown code blocks unless they exist in the original.";
-
 const char kSummarizeTemplate[] =
     "Summarize the following text into 3-5 bullet points. Be concise and focus on the key information. "
     "Format each point with a bullet (-).\n\nInput:\n%1";
@@ -87,10 +71,11 @@ QString ActionService::buildTranslatePrompt(const QString &text) const
 {
     QString prompt =
         m_hasSystemPromptOverride ? m_systemPromptOverride : ConfigManager::instance()->systemPrompt();
-    if (!prompt.isEmpty())
-        prompt.replace(QLatin1String("${target_language}"), m_targetLanguage);
-    else
-        prompt = fillTemplate(kTranslateTemplate, m_targetLanguage);
+    // The built-in template is the default system prompt itself, so both give the same text until the user
+    // edits the prompt.
+    if (prompt.isEmpty())
+        prompt = ConfigManager::defaultSystemPrompt();
+    prompt.replace(QLatin1String("${target_language}"), m_targetLanguage);
     prompt += QLatin1String("\n\nInput:\n");
     prompt += text;
     qDebug().noquote() << "ActionService: Target Language:" << m_targetLanguage;

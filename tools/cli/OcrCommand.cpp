@@ -27,22 +27,6 @@ const char kUsage[] =
     "Exit status: 0 when every image was read, 1 when an image could not be read or text recognition\n"
     "is not available, 2 on a usage error.\n";
 
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-
-void writeOut(const QString &text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    // Flushed per image, so a long batch shows its progress and an error on stderr lands beside its image.
-    std::fflush(stdout);
-}
-
-void writeError(const QString &message)
-{
-    QTextStream(stderr) << "vontrel-cli: " << message << '\n';
-}
-
 } // namespace
 
 int vontrelCliOcr(const QStringList &arguments)
@@ -55,21 +39,22 @@ int vontrelCliOcr(const QStringList &arguments)
     parser.addOptions({langOption, verboseOption, helpOption});
 
     if (!parser.parse(QStringList{QStringLiteral("vontrel-cli ocr")} + arguments)) {
-        writeError(parser.errorText() + QStringLiteral("\nRun 'vontrel-cli ocr --help' for the options."));
-        return kExitUsage;
+        vontrelCliWriteError(parser.errorText() +
+                             QStringLiteral("\nRun 'vontrel-cli ocr --help' for the options."));
+        return kCliExitUsage;
     }
     if (parser.isSet(helpOption)) {
-        writeOut(QString::fromUtf8(kUsage));
+        vontrelCliWriteOut(QString::fromUtf8(kUsage));
         return 0;
     }
     const QStringList paths = parser.positionalArguments();
     if (paths.isEmpty()) {
-        writeError(QStringLiteral("no image given\nRun 'vontrel-cli ocr --help' for the options."));
-        return kExitUsage;
+        vontrelCliWriteError(QStringLiteral("no image given\nRun 'vontrel-cli ocr --help' for the options."));
+        return kCliExitUsage;
     }
     if (parser.isSet(langOption) && parser.value(langOption).trimmed().isEmpty()) {
-        writeError(QStringLiteral("--lang needs a language, e.g. eng or chi_sim+eng"));
-        return kExitUsage;
+        vontrelCliWriteError(QStringLiteral("--lang needs a language, e.g. eng or chi_sim+eng"));
+        return kCliExitUsage;
     }
     if (!parser.isSet(verboseOption)) {
         // The engine's diagnostics are for the log; a terminal user sees only the text or the error.
@@ -79,11 +64,12 @@ int vontrelCliOcr(const QStringList &arguments)
     const std::unique_ptr<IOcrProvider> provider =
         vontrelCreateOcrProvider(parser.value(langOption).trimmed());
     if (!provider->isAvailable()) {
-        writeError(QStringLiteral("OCR not available on this system") +
-                   (parser.isSet(langOption)
-                        ? QStringLiteral(" (no language data for '%1')").arg(parser.value(langOption))
-                        : QString()));
-        return kExitFailed;
+        vontrelCliWriteError(
+            QStringLiteral("OCR not available on this system") +
+            (parser.isSet(langOption)
+                 ? QStringLiteral(" (no language data for '%1')").arg(parser.value(langOption))
+                 : QString()));
+        return kCliExitFailed;
     }
 
     const bool several = paths.size() > 1;
@@ -94,18 +80,19 @@ int vontrelCliOcr(const QStringList &arguments)
         reader.setAutoTransform(true);
         const QImage image = reader.read();
         if (image.isNull()) {
-            writeError(QStringLiteral("%1: cannot read the image: %2").arg(path, reader.errorString()));
-            status = kExitFailed;
+            vontrelCliWriteError(
+                QStringLiteral("%1: cannot read the image: %2").arg(path, reader.errorString()));
+            status = kCliExitFailed;
             continue;
         }
         const QString text = provider->recognize(image);
         // The recogniser may have failed to load its data only now, on the first image.
         if (!provider->isAvailable()) {
-            writeError(QStringLiteral("OCR not available on this system"));
-            return kExitFailed;
+            vontrelCliWriteError(QStringLiteral("OCR not available on this system"));
+            return kCliExitFailed;
         }
         if (text.isEmpty() && !several)
-            writeError(QStringLiteral("%1: no text found").arg(path));
+            vontrelCliWriteError(QStringLiteral("%1: no text found").arg(path));
         QString block;
         if (several)
             block += QStringLiteral("==> %1 <==\n").arg(path);
@@ -113,7 +100,7 @@ int vontrelCliOcr(const QStringList &arguments)
             block += text + QLatin1Char('\n');
         if (several)
             block += QLatin1Char('\n');
-        writeOut(block);
+        vontrelCliWriteOut(block);
     }
     return status;
 }

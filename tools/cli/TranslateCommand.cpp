@@ -39,20 +39,9 @@ const char kUsage[] =
     "\n"
     "Exit status: 0 when the answer is complete, 1 when the request failed, 2 on a usage error.\n";
 
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-
-void writeOut(const QString &text)
+int fail(const QString &message, int status = kCliExitFailed)
 {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    // Flushed per piece, so a pipe reader sees the answer grow as the service sends it.
-    std::fflush(stdout);
-}
-
-int fail(const QString &message, int status = kExitFailed)
-{
-    QTextStream(stderr) << "vontrel-cli: " << message << '\n';
+    vontrelCliWriteError(message);
     return status;
 }
 
@@ -75,18 +64,18 @@ int runStreaming(OpenAIClient &client, const QString &prompt)
     QEventLoop loop;
     bool wroteSomething = false;
     QObject::connect(&client, &OpenAIClient::streamingChunk, &loop, [&wroteSomething](const QString &chunk) {
-        writeOut(chunk);
+        vontrelCliWriteOut(chunk);
         wroteSomething = true;
     });
     QObject::connect(&client, &OpenAIClient::streamingFinished, &loop, [&loop] {
-        writeOut(QStringLiteral("\n"));
+        vontrelCliWriteOut(QStringLiteral("\n"));
         loop.exit(0);
     });
     QObject::connect(&client, &OpenAIClient::streamingError, &loop,
                      [&loop, &wroteSomething](const QString &error) {
                          // End the partial answer's line, so the error does not run into it on a terminal.
                          if (wroteSomething)
-                             writeOut(QStringLiteral("\n"));
+                             vontrelCliWriteOut(QStringLiteral("\n"));
                          loop.exit(fail(error));
                      });
     // An unconfigured client reports before completeStreaming returns: queue the start so the loop sees it.
@@ -117,13 +106,13 @@ int vontrelCliTranslate(const QStringList &arguments)
     if (!parser.parse(QStringList{QStringLiteral("vontrel-cli translate")} + arguments))
         return fail(parser.errorText() +
                         QStringLiteral("\nRun 'vontrel-cli translate --help' for the options."),
-                    kExitUsage);
+                    kCliExitUsage);
     if (parser.isSet(helpOption)) {
-        writeOut(QString::fromUtf8(kUsage).arg(ConfigManager::configFilePath()));
+        vontrelCliWriteOut(QString::fromUtf8(kUsage).arg(ConfigManager::configFilePath()));
         return 0;
     }
     if (parser.isSet(versionOption)) {
-        writeOut(QStringLiteral("vontrel-cli %1\n").arg(QCoreApplication::applicationVersion()));
+        vontrelCliWriteOut(QStringLiteral("vontrel-cli %1\n").arg(QCoreApplication::applicationVersion()));
         return 0;
     }
     if (!parser.isSet(verboseOption)) {
@@ -135,7 +124,7 @@ int vontrelCliTranslate(const QStringList &arguments)
     if (parser.isSet(actionOption) && !parseAction(parser.value(actionOption), &type)) {
         return fail(QStringLiteral("unknown action '%1' (use translate, summarize or cleanup)")
                         .arg(parser.value(actionOption)),
-                    kExitUsage);
+                    kCliExitUsage);
     }
 
     ConfigManager *config = ConfigManager::instance();
@@ -157,7 +146,7 @@ int vontrelCliTranslate(const QStringList &arguments)
         QFile file(parser.value(promptOption));
         if (!file.open(QIODevice::ReadOnly))
             return fail(QStringLiteral("cannot read %1: %2").arg(file.fileName(), file.errorString()),
-                        kExitUsage);
+                        kCliExitUsage);
         promptOverride = QString::fromUtf8(file.readAll());
         // An editor's final line feed is not part of the instructions.
         while (promptOverride.endsWith(QLatin1Char('\n')) || promptOverride.endsWith(QLatin1Char('\r')))
@@ -194,7 +183,7 @@ int vontrelCliTranslate(const QStringList &arguments)
         const QString answer = service.executeAction(type, text);
         if (answer.isEmpty())
             return fail(service.lastError());
-        writeOut(answer + QLatin1Char('\n'));
+        vontrelCliWriteOut(answer + QLatin1Char('\n'));
         return 0;
     }
     return runStreaming(client, service.buildPrompt(type, text));

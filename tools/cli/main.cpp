@@ -4,6 +4,7 @@
 #include <QTextStream>
 
 #include <csignal>
+#include <cstdio>
 
 namespace {
 
@@ -21,6 +22,18 @@ void printUsage(QTextStream &out)
 }
 
 } // namespace
+
+void vontrelCliWriteOut(const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+    std::fflush(stdout);
+}
+
+void vontrelCliWriteError(const QString &message)
+{
+    QTextStream(stderr) << "vontrel-cli: " << message << '\n';
+}
 
 int main(int argc, char *argv[])
 {

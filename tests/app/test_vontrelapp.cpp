@@ -111,9 +111,9 @@ private slots:
         ConfigManager::instance()->resetToDefaults();
         auto app = makeApp();
         app->start();
-        QVERIFY(app->shownMessages().isEmpty());
-        QVERIFY(app->shownBalloons().isEmpty());
-        QCOMPARE(ConfigManager::instance()->apiKey(), QStringLiteral("sk-test"));
+        QVERIFY(app->shownMessages().isEmpty() && app->shownBalloons().isEmpty());
+        app->onSessionError(QStringLiteral("Network error: refused"));
+        QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
     }
 
     void trayMenu()
@@ -141,13 +141,6 @@ private slots:
                      .arg(kMetaShift1.toString(QKeySequence::NativeText),
                           kMetaShift2.toString(QKeySequence::NativeText)));
 
-        const QString screenshots = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
-        if (!screenshots.isEmpty()) {
-            app->trayMenu()->popup(QPoint(40, 40));
-            QVERIFY(QTest::qWaitForWindowExposed(app->trayMenu()));
-            app->trayMenu()->grab().save(screenshots + QStringLiteral("/tray-menu.png"));
-            app->trayMenu()->hide();
-        }
     }
 
     void failedStartupRegistration()
@@ -249,31 +242,17 @@ private slots:
                  QStringLiteral("Update Available\nA new version is available: 0.3.0"));
     }
 
-    void sessionErrorsBecomeBalloons()
-    {
-        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
-        auto app = makeApp();
-        app->start();
-        app->onSessionError(QStringLiteral("Network error: refused"));
-        QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
-    }
-
     void debugLogLines()
     {
-        const QString path = debugLogPath();
-        QVERIFY(path.endsWith(QStringLiteral("/vontrel-debug.log")));
-        QVERIFY(path.startsWith(qEnvironmentVariable("TMPDIR")));
-        QFile::remove(path);
+        QVERIFY(debugLogPath().startsWith(qEnvironmentVariable("TMPDIR")));
+        QFile::remove(debugLogPath());
         appendDebugLog(QStringLiteral("Hotkey triggered id=1"));
         appendDebugLog(QStringLiteral("Hotkey triggered id=3"));
-        QFile file(path);
+        QFile file(debugLogPath());
         QVERIFY(file.open(QIODevice::ReadOnly));
-        const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-        QCOMPARE(lines.size(), 3);
-        QCOMPARE(lines.last(), QString());
-        const QRegularExpression line(
-            QStringLiteral(R"(^\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2} Hotkey triggered id=3$)"));
-        QVERIFY2(line.match(lines.at(1)).hasMatch(), qPrintable(lines.at(1)));
+        const QRegularExpression lines(
+            QStringLiteral(R"(^(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2} Hotkey triggered id=\d\n){2}$)"));
+        QVERIFY(lines.match(QString::fromUtf8(file.readAll())).hasMatch());
     }
 };
 

@@ -9,6 +9,7 @@
 #include "ocr/IOcrProvider.h"
 #include "platform/AutoStartManager.h"
 #include "platform/ClipboardService.h"
+#include "platform/DockIcon.h"
 #include "platform/HotkeyManager.h"
 #include "platform/IHotkeyBackend.h"
 #include "platform/ISelectedTextProvider.h"
@@ -306,7 +307,8 @@ void VontrelApp::createTray()
     m_trayIcon->setIcon(QIcon(placeholder));
     const QString menuIconPath = QStringLiteral(":/icons/vontrel-menu-icon.svg");
     qDebug() << "tray icon exists:" << QFile::exists(menuIconPath);
-    m_trayIcon->setIcon(QIcon(menuIconPath));
+    m_trayIcon->setIcon(
+        QIcon(vontrelTrayRecoloursIcons() ? menuIconPath : QStringLiteral(":/icons/icon_512x512.png")));
     m_trayIcon->setVisible(true);
 }
 

@@ -9,4 +9,4 @@ build=${1:-build}
 [ -f "$build/CMakeCache.txt" ] || cmake -S . -B "$build" -G Ninja
 cmake --build "$build" --target overlay_screenshots
 out=$PWD/docs/screenshots
-tests/support/run-test.sh x11 "$PWD/$build/tests/ui/overlay/overlay_screenshots" "$out"
+tests/support/run-test.sh x11 "$PWD/$build/tools/screenshots/overlay_screenshots" "$out"

@@ -2,38 +2,64 @@
 
 #include "platform/IHotkeyBackend.h"
 
+#include <QKeySequence>
 #include <QMap>
 #include <QStringList>
 
 #include <memory>
 
-// Records what HotkeyManager asks of a backend and fails on request. The state lives in a shared record so
-// that a test keeps looking at it after handing the backend to the manager.
+// Records what HotkeyManager asks of a backend and fails on request; the state outlives the backend.
 class FakeHotkeyBackend final : public IHotkeyBackend
 {
 public:
     struct State
     {
         QStringList calls;              // "install", "remove", "register 1 Meta+Shift+1", "unregister 1"
-        QMap<int, HotkeyChord> grabbed; // what is held now, by id
+        QMap<int, HotkeyChord> grabbed; // held now, by id
         bool handlerInstalled = false;
         int installStatus = 0;         // non-zero: installHandler fails with it
         QMap<int, int> registerStatus; // id -> non-zero status to fail with
-        QString errorText;             // message handed back on failures (empty: the manager's default)
+        QString errorText;             // handed back on failures
     };
 
-    FakeHotkeyBackend()
-        : m_state(std::make_shared<State>())
-    {}
     std::shared_ptr<State> state() const { return m_state; }
 
     QString platformTag() const override { return QStringLiteral("fake"); }
-    std::pair<quint32, quint32> nativeKey(const HotkeyChord &chord) const override;
-    int installHandler(QString *error) override;
-    void removeHandler() override;
-    int registerHotkey(int id, const HotkeyChord &chord, const QString &what, QString *error) override;
-    void unregisterHotkey(int id) override;
+    std::pair<quint32, quint32> nativeKey(const HotkeyChord &chord) const override
+    {
+        return {quint32(vontrelMacVirtualKeyCode(chord.key)), vontrelMacModifierMask(chord.modifiers)};
+    }
+    int installHandler(QString *error) override
+    {
+        m_state->calls << QStringLiteral("install");
+        m_state->handlerInstalled = m_state->installStatus == 0;
+        if (!m_state->handlerInstalled)
+            *error = m_state->errorText;
+        return m_state->installStatus;
+    }
+    void removeHandler() override
+    {
+        m_state->calls << QStringLiteral("remove");
+        m_state->handlerInstalled = false;
+    }
+    int registerHotkey(int id, const HotkeyChord &chord, const QString &, QString *error) override
+    {
+        m_state->calls << QStringLiteral("register %1 %2")
+                              .arg(id)
+                              .arg(QKeySequence(QKeyCombination(chord.modifiers, chord.key)).toString());
+        const int status = m_state->registerStatus.value(id);
+        if (status != 0)
+            *error = m_state->errorText;
+        else
+            m_state->grabbed.insert(id, chord);
+        return status;
+    }
+    void unregisterHotkey(int id) override
+    {
+        m_state->calls << QStringLiteral("unregister %1").arg(id);
+        m_state->grabbed.remove(id);
+    }
 
 private:
-    std::shared_ptr<State> m_state;
+    std::shared_ptr<State> m_state = std::make_shared<State>();
 };

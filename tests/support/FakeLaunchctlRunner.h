@@ -2,7 +2,6 @@
 
 #include "platform/LaunchAgentAutoStart.h"
 
-#include <QList>
 #include <QMap>
 
 #include <memory>
@@ -17,11 +16,7 @@ public:
         QMap<QString, int> exitCodeBySubcommand; // "bootstrap" -> 5
     };
 
-    FakeLaunchctlRunner()
-        : m_state(std::make_shared<State>())
-    {}
     std::shared_ptr<State> state() const { return m_state; }
-
     LaunchctlResult run(const QStringList &arguments) override
     {
         m_state->commands << arguments;
@@ -29,5 +24,5 @@ public:
     }
 
 private:
-    std::shared_ptr<State> m_state;
+    std::shared_ptr<State> m_state = std::make_shared<State>();
 };

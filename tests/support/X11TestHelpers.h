@@ -1,8 +1,6 @@
 #pragma once
 
-#include <QByteArray>
 #include <QProcess>
-#include <QString>
 #include <QStringList>
 
 #include <memory>
@@ -16,30 +14,25 @@ struct ToolResult
     QByteArray output;
 };
 
-// Runs a command-line tool (xdotool, xclip ...) to its end; bounded at 20 s so a hung tool fails the test.
-ToolResult runTool(const QString &program, const QStringList &arguments, const QByteArray &input = {});
-
-// Lets xclip own the CLIPBOARD (or another) selection with one target and the given bytes (it serves in the
-// background until another client takes the selection). True when xclip started.
+// Runs a tool (xdotool, xclip ...) to its end while serving our event loop; a hung tool fails after 20 s.
+ToolResult runTool(const QString &program, const QStringList &arguments);
+// Lets xclip own a selection with one target and the bytes (until another client takes it).
 bool xclipOwn(const QString &target, const QByteArray &bytes,
               const QString &selection = QStringLiteral("clipboard"));
-// The targets the current CLIPBOARD owner offers (xclip -t TARGETS); empty when nobody owns it.
-QStringList clipboardTargets();
-// The bytes of one target of the CLIPBOARD selection, read by xclip in another process.
+// One target of the CLIPBOARD, read by xclip in another process.
 ToolResult clipboardData(const QString &target);
-
-// The test helper program built beside the tests (tests/support/vontrel_x11_helper).
+// The targets the CLIPBOARD owner offers; empty when nobody owns it.
+QStringList clipboardTargets();
+// tests/support/vontrel_x11_helper in the build tree.
 QString helperProgram();
 
-// A helper process that runs until the object is destroyed; start() waits for its first output line.
+// The helper program, running until the object goes; start() waits for its "ready [value]" line.
 class HelperProcess
 {
 public:
     HelperProcess();
     ~HelperProcess();
-    // Starts the helper with the arguments and waits (up to 20 s) for its "ready ..." line.
     bool start(const QStringList &arguments);
-    // The rest of the ready line ("ready 1234" -> "1234").
     QString readyValue() const { return m_readyValue; }
 
 private:

@@ -8,40 +8,26 @@
 #include <QThread>
 #include <QThreadPool>
 
-#include <atomic>
-
 namespace {
 
 // Answers with a fixed text and records what it was handed; can hold a recognition until released.
-class FakeProvider final : public IOcrProvider
+struct FakeProvider final : IOcrProvider
 {
-public:
     QString recognize(QImage image) override
     {
-        seenPixel = image.isNull() ? QRgb(0) : image.pixel(0, 0);
-        calls.fetch_add(1);
+        seen << image.pixel(0, 0);
         started.release();
-        if (holdRecognition)
-            proceed.acquire();
+        proceed.acquire();
         return answer;
     }
     bool isAvailable() override { return available; }
 
     QString answer;
     bool available = true;
-    bool holdRecognition = false;
-    std::atomic<int> calls{0};
-    QRgb seenPixel = 0;
+    QList<QRgb> seen;
     QSemaphore started;
-    QSemaphore proceed;
+    QSemaphore proceed{1000};
 };
-
-QImage filledImage(QRgb colour)
-{
-    QImage image(16, 8, QImage::Format_RGB32);
-    image.fill(colour);
-    return image;
-}
 
 } // namespace
 
@@ -52,8 +38,6 @@ class TestOcrWorker : public QObject
 private slots:
     void reportsOneOutcome_data();
     void reportsOneOutcome();
-    void deliversOnTheReceiversThread();
-    void recognisesItsOwnCopyOfTheImage();
     void dropsTheOutcomeWhenTheReceiverIsGone();
 };
 
@@ -64,17 +48,15 @@ void TestOcrWorker::reportsOneOutcome_data()
     QTest::addColumn<bool>("available");
     QTest::addColumn<QString>("answer");
     QTest::addColumn<QString>("expectedError");
-    QTest::addColumn<bool>("recognises");
 
-    QTest::newRow("text") << true << false << true << QStringLiteral("Hello\nWorld") << QString() << true;
-    // Nothing recognised is a finished result the session shows as such, never an error.
-    QTest::newRow("no text") << true << false << true << QString() << QString() << true;
+    QTest::newRow("text") << true << false << true << QStringLiteral("Hello\nWorld") << QString();
+    // Nothing recognised is a finished result, never an error.
+    QTest::newRow("no text") << true << false << true << QString() << QString();
     QTest::newRow("no provider") << false << false << true << QString()
-                                 << QStringLiteral("OCR provider not available") << false;
-    QTest::newRow("null image") << true << true << true << QString() << QStringLiteral("Invalid image")
-                                << false;
+                                 << QStringLiteral("OCR provider not available");
+    QTest::newRow("null image") << true << true << true << QString() << QStringLiteral("Invalid image");
     QTest::newRow("unavailable") << true << false << false << QStringLiteral("unused")
-                                 << QStringLiteral("OCR not available on this system") << false;
+                                 << QStringLiteral("OCR not available on this system");
 }
 
 void TestOcrWorker::reportsOneOutcome()
@@ -84,81 +66,50 @@ void TestOcrWorker::reportsOneOutcome()
     QFETCH(bool, available);
     QFETCH(QString, answer);
     QFETCH(QString, expectedError);
-    QFETCH(bool, recognises);
 
     FakeProvider provider;
     provider.available = available;
     provider.answer = answer;
     OcrWorkerResult result;
-    QSignalSpy finished(&result, &OcrWorkerResult::finished);
-    QSignalSpy failed(&result, &OcrWorkerResult::error);
+    QList<QPair<QString, QThread *>> outcomes; // the text or error, and the thread it arrived on
+    connect(&result, &OcrWorkerResult::finished, this, [&](const QString &text) {
+        outcomes.append({text, QThread::currentThread()});
+    });
+    connect(&result, &OcrWorkerResult::error, this, [&](const QString &error) {
+        outcomes.append({QStringLiteral("error: ") + error, QThread::currentThread()});
+    });
 
-    const QImage image = nullImage ? QImage() : filledImage(qRgb(1, 2, 3));
-    QThreadPool::globalInstance()->start(new OcrWorker(image, withProvider ? &provider : nullptr, &result),
-                                         0);
-    QTRY_COMPARE_WITH_TIMEOUT(finished.count() + failed.count(), 1, 10000);
+    QImage image(16, 8, QImage::Format_RGB32);
+    image.fill(qRgb(10, 20, 30));
+    auto *worker = new OcrWorker(nullImage ? QImage() : image, withProvider ? &provider : nullptr, &result);
+    // The caller goes on using its image (the next capture reuses buffers): the worker has its own copy.
+    image.fill(qRgb(200, 0, 0));
+    QThreadPool::globalInstance()->start(worker, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(outcomes.size(), 1, 10000);
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
 
-    QCOMPARE(finished.count() + failed.count(), 1);
-    if (expectedError.isEmpty()) {
-        QCOMPARE(finished.count(), 1);
-        QCOMPARE(finished.first().first().toString(), answer);
-    } else {
-        QCOMPARE(failed.count(), 1);
-        QCOMPARE(failed.first().first().toString(), expectedError);
-    }
-    QCOMPARE(provider.calls.load(), recognises ? 1 : 0);
-}
-
-void TestOcrWorker::deliversOnTheReceiversThread()
-{
-    FakeProvider provider;
-    provider.answer = QStringLiteral("text");
-    OcrWorkerResult result;
-    QThread *deliveredOn = nullptr;
-    connect(&result, &OcrWorkerResult::finished, this,
-            [&deliveredOn] { deliveredOn = QThread::currentThread(); });
-
-    QThreadPool::globalInstance()->start(new OcrWorker(filledImage(qRgb(0, 0, 0)), &provider, &result), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(deliveredOn != nullptr, 10000);
-    QCOMPARE(deliveredOn, QThread::currentThread());
-}
-
-void TestOcrWorker::recognisesItsOwnCopyOfTheImage()
-{
-    FakeProvider provider;
-    provider.answer = QStringLiteral("text");
-    OcrWorkerResult result;
-    QSignalSpy finished(&result, &OcrWorkerResult::finished);
-
-    QImage image = filledImage(qRgb(10, 20, 30));
-    auto *worker = new OcrWorker(image, &provider, &result);
-    // The caller keeps using its image (the preview is repainted, the next capture reuses buffers).
-    image.fill(qRgb(200, 0, 0));
-    QThreadPool::globalInstance()->start(worker, 0);
-    QVERIFY(finished.wait(10000));
-    QCOMPARE(provider.seenPixel, qRgb(10, 20, 30));
+    const QString expected = expectedError.isEmpty() ? answer : QStringLiteral("error: ") + expectedError;
+    QCOMPARE(outcomes, (QList<QPair<QString, QThread *>>{{expected, QThread::currentThread()}}));
+    QCOMPARE(provider.seen, expectedError.isEmpty() ? QList<QRgb>{qRgb(10, 20, 30)} : QList<QRgb>());
 }
 
 void TestOcrWorker::dropsTheOutcomeWhenTheReceiverIsGone()
 {
     FakeProvider provider;
-    provider.answer = QStringLiteral("late");
-    provider.holdRecognition = true;
+    provider.proceed.acquire(1000);
     auto *result = new OcrWorkerResult;
-    int delivered = 0;
-    connect(result, &OcrWorkerResult::finished, this, [&delivered] { ++delivered; });
 
-    QThreadPool::globalInstance()->start(new OcrWorker(filledImage(qRgb(0, 0, 0)), &provider, result), 0);
+    QThreadPool::globalInstance()->start(new OcrWorker(QImage(4, 4, QImage::Format_RGB32), &provider, result),
+                                         0);
     QVERIFY(provider.started.tryAcquire(1, 10000));
-    // A new session discards the receiver while the old recognition is still running.
+    // A new session discards the receiver while the old recognition runs: the late outcome must go nowhere
+    // (a dangling receiver crashes here, or under the sanitizers).
     delete result;
     provider.proceed.release();
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
     QCoreApplication::processEvents();
-    QCOMPARE(delivered, 0);
 }
 
 QTEST_GUILESS_MAIN(TestOcrWorker)

@@ -8,8 +8,7 @@ QImage TextImage::render(const QStringList &lines, int pixelSize, const QColor &
                          const QColor &background, qreal ratio)
 {
     QFont font;
-    // Name the Simplified Chinese face: the fallback fontconfig picks in the C locale draws Japanese glyph
-    // forms.
+    // Named, as fontconfig's fallback in the C locale draws Japanese glyph forms.
     font.setFamilies({QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans CJK SC")});
     font.setPixelSize(pixelSize);
     const QFontMetrics metrics(font);

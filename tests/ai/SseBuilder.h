@@ -1,21 +1,19 @@
 #pragma once
 
-#include <QByteArray>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QString>
+#include <QStringList>
 
 // Event-stream lines as chat-completions services send them.
 namespace Sse {
-
 inline QByteArray delta(const QString &content, const QByteArray &lineEnd = "\n\n")
 {
-    const QJsonObject object{{QStringLiteral("choices"),
-                              QJsonArray{QJsonObject{{QStringLiteral("index"), 0},
-                                                     {QStringLiteral("delta"),
-                                                      QJsonObject{{QStringLiteral("content"), content}}}}}}};
-    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + lineEnd;
+    const QJsonObject delta{{QStringLiteral("content"), content}};
+    const QJsonArray choices{QJsonObject{{QStringLiteral("delta"), delta}}};
+    return "data: " +
+           QJsonDocument(QJsonObject{{QStringLiteral("choices"), choices}}).toJson(QJsonDocument::Compact) +
+           lineEnd;
 }
 
 inline QByteArray stream(const QStringList &pieces)
@@ -25,5 +23,4 @@ inline QByteArray stream(const QStringList &pieces)
         bytes += delta(piece);
     return bytes + "data: [DONE]\n\n";
 }
-
 } // namespace Sse

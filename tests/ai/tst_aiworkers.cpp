@@ -2,11 +2,9 @@
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
 #include "ai/AiWorker.h"
-#include "ai/OpenAIClient.h"
 #include "ai/StreamingAiWorker.h"
 
 #include <QCoreApplication>
-#include <QSignalSpy>
 #include <QTest>
 #include <QThreadPool>
 
@@ -14,248 +12,184 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 
-// Every signal of one worker in the order it came, as "signal|windowId|text".
+// Every signal of one worker in order, as "signal|windowId|text".
 struct WorkerLog
 {
     explicit WorkerLog(StreamingAiWorker *worker)
     {
-        QObject::connect(worker, &StreamingAiWorker::started,
-                         [this](const QString &id) { events << QStringLiteral("started|%1|").arg(id); });
-        QObject::connect(worker, &StreamingAiWorker::chunkReceived,
-                         [this](const QString &id, const QString &text) {
-                             events << QStringLiteral("chunk|%1|%2").arg(id, text);
-                         });
-        QObject::connect(worker, &StreamingAiWorker::finished,
-                         [this](const QString &id, const QString &text) {
-                             events << QStringLiteral("finished|%1|%2").arg(id, text);
-                             ended = true;
-                         });
-        QObject::connect(worker, &StreamingAiWorker::errorOccurred,
-                         [this](const QString &id, const QString &text) {
-                             events << QStringLiteral("error|%1|%2").arg(id, text);
-                             ended = true;
-                         });
+        const auto add = [this](const char *name, bool last) {
+            return [this, name, last](const QString &id, const QString &text = QString()) {
+                events << QStringLiteral("%1|%2|%3").arg(QLatin1String(name), id, text);
+                ended = ended || last;
+            };
+        };
+        QObject::connect(worker, &StreamingAiWorker::started, add("started", false));
+        QObject::connect(worker, &StreamingAiWorker::chunkReceived, add("chunk", false));
+        QObject::connect(worker, &StreamingAiWorker::finished, add("finished", true));
+        QObject::connect(worker, &StreamingAiWorker::errorOccurred, add("error", true));
     }
     QStringList events;
     bool ended = false;
 };
-
-StreamingAiWorker::Config configFor(const LoopbackHttpServer &server)
-{
-    return StreamingAiWorker::Config{server.baseUrl(), QStringLiteral("k"), QStringLiteral("m"), 30000};
-}
 
 } // namespace
 
 class TestAiWorkers final : public QObject
 {
     Q_OBJECT
+    LoopbackHttpServer m_server;
+    StreamingAiWorker::Config config() const
+    {
+        return {m_server.baseUrl(), QStringLiteral("k"), QStringLiteral("m")};
+    }
 
 private slots:
-    void unconfiguredReportsStartedThenError();
-    void cancelBeforeQueuedStartIsSilent();
-    void cancelOnIdleWorkerDoesNothing();
-    void secondStartWhileRunningIsIgnored();
-    void twoWorkersStreamAtOnce();
-    void cancelWhileStreamingIsSilent();
-    void aiWorkerDelivers_data();
-    void aiWorkerDelivers();
-    void aiWorkerWithoutService();
-};
+    void initTestCase() { QVERIFY(m_server.listen()); }
 
-void TestAiWorkers::unconfiguredReportsStartedThenError()
-{
-    StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("window_1"),
-                             StreamingAiWorker::Config{QStringLiteral("http://127.0.0.1:9"), QString(),
-                                                       QStringLiteral("m"), 30000});
-    WorkerLog log(&worker);
-    worker.start();
-    QVERIFY(log.events.isEmpty()); // nothing before the caller is back in the event loop
-    QTRY_VERIFY_WITH_TIMEOUT(log.ended, kWaitMs);
-    QCOMPARE(log.events,
-             (QStringList{QStringLiteral("started|window_1|"),
-                          QStringLiteral("error|window_1|API not configured. Please set API URL and "
-                                         "key in config.")}));
-    QVERIFY(!worker.isRunning());
-}
+    void unconfiguredReportsStartedThenError()
+    {
+        StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("w1"), StreamingAiWorker::Config{});
+        WorkerLog log(&worker);
+        worker.cancel(); // on an idle worker: no effect
+        QVERIFY(!worker.isCancelled());
+        worker.start();
+        QVERIFY(log.events.isEmpty()); // nothing before the caller is back in the event loop
+        QTRY_VERIFY_WITH_TIMEOUT(log.ended, kWaitMs);
+        QCOMPARE(log.events,
+                 (QStringList{"started|w1|", "error|w1|API not configured. Please set API URL and "
+                                             "key in config."}));
+        QVERIFY(!worker.isRunning());
+    }
 
-void TestAiWorkers::cancelBeforeQueuedStartIsSilent()
-{
-    LoopbackHttpServer server;
-    QVERIFY(server.listen());
-    StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("window_2"), configFor(server));
-    WorkerLog log(&worker);
-    worker.start();
-    worker.cancel();
-    QCoreApplication::processEvents(); // runs the queued start
-    QVERIFY(worker.findChildren<OpenAIClient *>().isEmpty());
-    QVERIFY(log.events.isEmpty());
-    QCOMPARE(server.connectionCount(), 0);
-    QTest::ignoreMessage(QtWarningMsg, "StreamingAiWorker: Already running for window window_2");
-    worker.start();
-    QCoreApplication::processEvents();
-    QVERIFY(log.events.isEmpty());
-}
+    void cancelBeforeQueuedStartIsSilent()
+    {
+        const int connections = m_server.connectionCount();
+        StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("w2"), config());
+        WorkerLog log(&worker);
+        worker.start();
+        worker.cancel();
+        QTest::ignoreMessage(QtWarningMsg, "StreamingAiWorker: Already running for window w2");
+        worker.start(); // single use
+        QCoreApplication::processEvents();
+        QVERIFY(log.events.isEmpty());
+        QCOMPARE(m_server.connectionCount(), connections);
+    }
 
-void TestAiWorkers::cancelOnIdleWorkerDoesNothing()
-{
-    StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("window_3"), StreamingAiWorker::Config{});
-    WorkerLog log(&worker);
-    worker.cancel();
-    QVERIFY(!worker.isCancelled());
-    worker.start();
-    QTRY_VERIFY_WITH_TIMEOUT(log.ended, kWaitMs);
-    QCOMPARE(log.events.size(), 2);
-    QVERIFY(log.events.last().startsWith(QStringLiteral("error|window_3|API not configured")));
-}
+    void secondStartWhileRunningIsIgnored()
+    {
+        m_server.enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("once")})));
+        const int requests = m_server.requestCount();
+        StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("w4"), config());
+        WorkerLog log(&worker);
+        worker.start();
+        QTest::ignoreMessage(QtWarningMsg, "StreamingAiWorker: Already running for window w4");
+        worker.start();
+        QTRY_VERIFY_WITH_TIMEOUT(log.ended, kWaitMs);
+        QCOMPARE(log.events, (QStringList{"started|w4|", "chunk|w4|once", "finished|w4|once"}));
+        QCOMPARE(m_server.requestCount(), requests + 1);
+    }
 
-void TestAiWorkers::secondStartWhileRunningIsIgnored()
-{
-    LoopbackHttpServer server;
-    QVERIFY(server.listen());
-    server.setFallback(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("once")})));
-    StreamingAiWorker worker(QStringLiteral("p"), QStringLiteral("window_4"), configFor(server));
-    WorkerLog log(&worker);
-    worker.start();
-    QTest::ignoreMessage(QtWarningMsg, "StreamingAiWorker: Already running for window window_4");
-    worker.start();
-    QTRY_VERIFY_WITH_TIMEOUT(log.ended, kWaitMs);
-    QCOMPARE(log.events,
-             (QStringList{QStringLiteral("started|window_4|"), QStringLiteral("chunk|window_4|once"),
-                          QStringLiteral("finished|window_4|once")}));
-    QCOMPARE(server.requestCount(), 1);
-}
-
-void TestAiWorkers::twoWorkersStreamAtOnce()
-{
-    LoopbackHttpServer server;
-    QVERIFY(server.listen());
-    // Each answer echoes its prompt's letter in many small pieces, interleaved in time with the other's.
-    server.setHandler([](const RecordedRequest &request) {
-        const QString letter = request.body.contains("\"left\"") ? QStringLiteral("L") : QStringLiteral("R");
-        QStringList pieces;
-        for (int i = 0; i < 40; ++i)
-            pieces << letter + QString::number(i);
-        return ScriptedResponse::sse().sendInPieces(Sse::stream(pieces), 1, 40,
-                                                    letter == QLatin1String("L") ? 1 : 2);
-    });
-    StreamingAiWorker left(QStringLiteral("left"), QStringLiteral("window_10"), configFor(server));
-    StreamingAiWorker right(QStringLiteral("right"), QStringLiteral("window_11"), configFor(server));
-    WorkerLog leftLog(&left);
-    WorkerLog rightLog(&right);
-    left.start();
-    right.start();
-    QTRY_VERIFY_WITH_TIMEOUT(leftLog.ended && rightLog.ended, kWaitMs);
-
-    const auto check = [](const WorkerLog &log, const QString &id, const QString &letter) {
-        QString joined;
-        for (const QString &event : log.events) {
-            const QStringList parts = event.split(QLatin1Char('|'));
-            if (parts.at(1) != id)
-                return false;
-            if (parts.at(0) == QLatin1String("chunk")) {
-                if (!parts.at(2).startsWith(letter))
-                    return false;
-                joined += parts.at(2);
+    void twoWorkersStreamAtOnce()
+    {
+        // Each answer is many small pieces starting with its prompt's letter, interleaved with the other's.
+        m_server.setHandler([](const RecordedRequest &request) {
+            const QString letter =
+                request.body.contains("\"left\"") ? QStringLiteral("L") : QStringLiteral("R");
+            QStringList pieces;
+            for (int i = 0; i < 40; ++i)
+                pieces << letter + QString::number(i);
+            return ScriptedResponse::sse().sendInPieces(Sse::stream(pieces), 1, 40, letter == "L" ? 1 : 2);
+        });
+        StreamingAiWorker left(QStringLiteral("left"), QStringLiteral("w10"), config());
+        StreamingAiWorker right(QStringLiteral("right"), QStringLiteral("w11"), config());
+        WorkerLog leftLog(&left), rightLog(&right);
+        left.start();
+        right.start();
+        QTRY_VERIFY_WITH_TIMEOUT(leftLog.ended && rightLog.ended, kWaitMs);
+        m_server.setHandler(nullptr);
+        for (const auto &[log, prefix] : {std::pair{&leftLog, QStringLiteral("|w10|L")},
+                                          std::pair{&rightLog, QStringLiteral("|w11|R")}}) {
+            QString joined;
+            for (const QString &event : log->events.mid(1, log->events.size() - 2)) {
+                QVERIFY2(event.startsWith(QLatin1String("chunk") + prefix), qPrintable(event));
+                joined += event.section('|', 2);
             }
+            QCOMPARE(log->events.last(), QLatin1String("finished") + prefix.chopped(1) + joined);
+            QVERIFY(joined.size() > 80);
         }
-        return log.events.last() == QStringLiteral("finished|%1|%2").arg(id, joined) && joined.size() > 80;
-    };
-    QVERIFY2(check(leftLog, QStringLiteral("window_10"), QStringLiteral("L")),
-             qPrintable(leftLog.events.join('\n')));
-    QVERIFY2(check(rightLog, QStringLiteral("window_11"), QStringLiteral("R")),
-             qPrintable(rightLog.events.join('\n')));
-}
+    }
 
-void TestAiWorkers::cancelWhileStreamingIsSilent()
-{
-    LoopbackHttpServer server;
-    QVERIFY(server.listen());
-    server.enqueue(ScriptedResponse::sse()
-                       .send(Sse::delta(QStringLiteral("first")))
-                       .holdUntilReleased()
-                       .send(Sse::stream({QStringLiteral("second")})));
-    auto *worker =
-        new StreamingAiWorker(QStringLiteral("p"), QStringLiteral("window_5"), configFor(server), this);
-    WorkerLog log(worker);
-    worker->start();
-    QTRY_COMPARE_WITH_TIMEOUT(log.events.size(), 2, kWaitMs);
-    worker->cancel();
-    QVERIFY(worker->isCancelled());
-    server.releaseHeld();
-    // A fresh client on the same server proves the server went on; the cancelled worker stays silent.
-    server.enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("other")})));
-    OpenAIClient probe(server.baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-    QSignalSpy probeFinished(&probe, &OpenAIClient::streamingFinished);
-    probe.completeStreaming(QStringLiteral("q"));
-    QVERIFY(probeFinished.wait(kWaitMs));
-    QCOMPARE(log.events,
-             (QStringList{QStringLiteral("started|window_5|"), QStringLiteral("chunk|window_5|first")}));
-    delete worker; // destroying a cancelled worker emits nothing either
-    QCOMPARE(log.events.size(), 2);
-}
+    void cancelWhileStreamingIsSilent()
+    {
+        m_server.enqueue(ScriptedResponse::sse()
+                             .send(Sse::delta(QStringLiteral("first")))
+                             .holdUntilReleased()
+                             .send(Sse::stream({QStringLiteral("second")})));
+        auto *worker = new StreamingAiWorker(QStringLiteral("p"), QStringLiteral("w5"), config());
+        WorkerLog log(worker);
+        worker->start();
+        QTRY_COMPARE_WITH_TIMEOUT(log.events.size(), 2, kWaitMs);
+        worker->cancel();
+        m_server.releaseHeld();
+        // A second worker on the same server finishing proves the server went on.
+        m_server.enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("other")})));
+        StreamingAiWorker probe(QStringLiteral("p"), QStringLiteral("w6"), config());
+        WorkerLog probeLog(&probe);
+        probe.start();
+        QTRY_VERIFY_WITH_TIMEOUT(probeLog.ended, kWaitMs);
+        delete worker; // destroying a cancelled worker emits nothing either
+        QCOMPARE(log.events, (QStringList{"started|w5|", "chunk|w5|first"}));
+    }
 
-void TestAiWorkers::aiWorkerDelivers_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("answer");
-    QTest::addColumn<QString>("clientError");
-    QTest::addColumn<QString>("finished");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<int>("calls");
+    void aiWorkerDelivers_data()
+    {
+        QTest::addColumn<bool>("withService");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("clientError");
+        QTest::addColumn<QString>("outcome"); // "finished|..." or "error|..."
+        QTest::newRow("answer") << true << " Hello "
+                                << "Hallo" << QString() << "finished|Hallo";
+        QTest::newRow("blank input") << true << " \n "
+                                     << "Hallo" << QString() << "error|Input text is empty";
+        QTest::newRow("service error") << true << "x" << QString() << "Network error: refused"
+                                       << "error|Network error: refused";
+        QTest::newRow("empty answer")
+            << true << "x" << QString() << QString() << "error|Empty response from LLM";
+        QTest::newRow("no service") << false << "x"
+                                    << "y" << QString() << "error|Action service not available";
+    }
 
-    QTest::newRow("answer") << " Hello "
-                            << "Hallo" << QString() << "Hallo" << QString() << 1;
-    QTest::newRow("blank input") << " \n "
-                                 << "Hallo" << QString() << QString() << "Input text is empty" << 0;
-    QTest::newRow("service error") << "x" << QString() << "Network error: refused" << QString()
-                                   << "Network error: refused" << 1;
-    QTest::newRow("empty answer") << "x" << QString() << QString() << QString() << "Empty response from LLM"
-                                  << 1;
-}
-
-void TestAiWorkers::aiWorkerDelivers()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, answer);
-    QFETCH(QString, clientError);
-    QFETCH(QString, finished);
-    QFETCH(QString, error);
-    QFETCH(int, calls);
-
-    FakeLLMClient client;
-    client.setAnswer(answer, clientError);
-    ActionService service(&client);
-    AiWorkerResult result;
-    QSignalSpy finishedSpy(&result, &AiWorkerResult::finished);
-    QSignalSpy errorSpy(&result, &AiWorkerResult::error);
-    QThread *receiverThread = nullptr;
-    connect(&result, &AiWorkerResult::finished, this, [&] { receiverThread = QThread::currentThread(); });
-    connect(&result, &AiWorkerResult::error, this, [&] { receiverThread = QThread::currentThread(); });
-    QThreadPool::globalInstance()->start(new AiWorker(ActionService::Translate, text, &service, &result));
-    QTRY_VERIFY_WITH_TIMEOUT(finishedSpy.size() + errorSpy.size() == 1, kWaitMs);
-    QThreadPool::globalInstance()->waitForDone();
-    QCoreApplication::processEvents();
-    QCOMPARE(finishedSpy.size() + errorSpy.size(), 1);
-    QCOMPARE(receiverThread, QThread::currentThread());
-    if (!finished.isNull())
-        QCOMPARE(finishedSpy.first().at(0).toString(), finished);
-    else
-        QCOMPARE(errorSpy.first().at(0).toString(), error);
-    QCOMPARE(client.prompts().size(), calls);
-    if (calls)
-        QVERIFY(client.prompts().first().endsWith(QStringLiteral("Input:\n") + text));
-}
-
-void TestAiWorkers::aiWorkerWithoutService()
-{
-    AiWorkerResult result;
-    QSignalSpy errorSpy(&result, &AiWorkerResult::error);
-    QThreadPool::globalInstance()->start(
-        new AiWorker(ActionService::Summarize, QStringLiteral("x"), nullptr, &result));
-    QVERIFY(errorSpy.wait(kWaitMs));
-    QCOMPARE(errorSpy.first().at(0).toString(), QStringLiteral("Action service not available"));
-}
+    void aiWorkerDelivers()
+    {
+        QFETCH(bool, withService);
+        QFETCH(QString, text);
+        QFETCH(QString, answer);
+        QFETCH(QString, clientError);
+        QFETCH(QString, outcome);
+        FakeLLMClient client;
+        client.answer = answer;
+        client.error = clientError;
+        ActionService service(&client);
+        AiWorkerResult result;
+        QStringList outcomes;
+        const auto record = [&](const char *name) {
+            return [&, name](const QString &value) {
+                QCOMPARE(QThread::currentThread(), thread()); // delivered on the creating thread
+                outcomes << QLatin1String(name) + '|' + value;
+            };
+        };
+        connect(&result, &AiWorkerResult::finished, this, record("finished"));
+        connect(&result, &AiWorkerResult::error, this, record("error"));
+        QThreadPool::globalInstance()->start(
+            new AiWorker(ActionService::Translate, text, withService ? &service : nullptr, &result));
+        QThreadPool::globalInstance()->waitForDone();
+        QTRY_COMPARE_WITH_TIMEOUT(outcomes, QStringList{outcome}, kWaitMs);
+        QCOMPARE(client.prompts.size(), withService && !text.trimmed().isEmpty() ? 1 : 0);
+        if (!client.prompts.isEmpty())
+            QVERIFY(client.prompts.first().endsWith("Input:\n" + text));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestAiWorkers)
 #include "tst_aiworkers.moc"

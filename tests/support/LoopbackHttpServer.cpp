@@ -1,8 +1,8 @@
 #include "LoopbackHttpServer.h"
 
+#include <QHash>
 #include <QHostAddress>
 #include <QMutexLocker>
-#include <QPointer>
 #include <QRandomGenerator>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -11,43 +11,6 @@
 #include <chrono>
 
 #include <sys/socket.h>
-
-namespace {
-
-QByteArray reasonFor(int status)
-{
-    switch (status) {
-    case 200:
-        return "OK";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 429:
-        return "Too Many Requests";
-    case 500:
-        return "Internal Server Error";
-    case 502:
-        return "Bad Gateway";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
-}
-
-qint64 steadyNowNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-} // namespace
 
 QByteArray RecordedRequest::header(const QByteArray &name) const
 {
@@ -68,9 +31,7 @@ ScriptedResponse ScriptedResponse::sse(int status)
 {
     ScriptedResponse response;
     response.m_status = status;
-    response.setHeader("Content-Type", "text/event-stream");
-    response.setHeader("Cache-Control", "no-cache");
-    return response;
+    return response.setHeader("Content-Type", "text/event-stream").setHeader("Cache-Control", "no-cache");
 }
 
 ScriptedResponse ScriptedResponse::json(int status, const QByteArray &body)
@@ -78,16 +39,7 @@ ScriptedResponse ScriptedResponse::json(int status, const QByteArray &body)
     ScriptedResponse response;
     response.m_status = status;
     response.m_framing = Framing::ContentLength;
-    response.setHeader("Content-Type", "application/json");
-    response.send(body);
-    return response;
-}
-
-ScriptedResponse &ScriptedResponse::setStatus(int status, const QByteArray &reason)
-{
-    m_status = status;
-    m_reason = reason;
-    return *this;
+    return response.setHeader("Content-Type", "application/json").send(body);
 }
 
 ScriptedResponse &ScriptedResponse::setHeader(const QByteArray &name, const QByteArray &value)
@@ -102,51 +54,19 @@ ScriptedResponse &ScriptedResponse::setHeader(const QByteArray &name, const QByt
     return *this;
 }
 
-ScriptedResponse &ScriptedResponse::setFraming(Framing framing)
-{
-    m_framing = framing;
-    return *this;
-}
-
-ScriptedResponse &ScriptedResponse::send(const QByteArray &bytes)
-{
-    if (!bytes.isEmpty())
-        m_steps.append({StepKind::Write, bytes, 0});
-    return *this;
-}
-
 ScriptedResponse &ScriptedResponse::sendInPieces(const QByteArray &bytes, int minPiece, int maxPiece,
                                                  quint32 seed, int pauseMs)
 {
     QRandomGenerator random(seed);
     minPiece = qMax(1, minPiece);
     maxPiece = qMax(minPiece, maxPiece);
-    qsizetype offset = 0;
-    while (offset < bytes.size()) {
+    for (qsizetype offset = 0; offset < bytes.size();) {
         const int size = random.bounded(minPiece, maxPiece + 1);
         send(bytes.mid(offset, size));
         offset += size;
         if (offset < bytes.size() && pauseMs >= 0)
             pause(pauseMs);
     }
-    return *this;
-}
-
-ScriptedResponse &ScriptedResponse::pause(int ms)
-{
-    m_steps.append({StepKind::Pause, QByteArray(), ms});
-    return *this;
-}
-
-ScriptedResponse &ScriptedResponse::holdUntilReleased()
-{
-    m_steps.append({StepKind::Hold, QByteArray(), 0});
-    return *this;
-}
-
-ScriptedResponse &ScriptedResponse::resetConnection()
-{
-    m_steps.append({StepKind::Reset, QByteArray(), 0});
     return *this;
 }
 
@@ -170,34 +90,24 @@ public:
         , m_server(server)
     {
         socket->setParent(this);
-        connect(socket, &QTcpSocket::readyRead, this, &LoopbackConnection::onReadyRead);
-        connect(socket, &QTcpSocket::disconnected, this, &LoopbackConnection::onDisconnected);
-        connect(server, &LoopbackHttpServer::released, this, &LoopbackConnection::onReleased);
+        connect(socket, &QTcpSocket::readyRead, this, [this] {
+            m_buffer += m_socket->readAll();
+            if (!m_responding)
+                handleNextRequest();
+        });
+        connect(socket, &QTcpSocket::disconnected, this, [this] {
+            m_closed = true;
+            deleteLater();
+        });
+        connect(server, &LoopbackHttpServer::released, this, [this] {
+            if (std::exchange(m_held, false))
+                advance();
+        });
     }
 
 private:
-    void onReadyRead()
-    {
-        m_buffer += m_socket->readAll();
-        if (!m_responding)
-            handleNextRequest();
-    }
+    using Framing = ScriptedResponse::Framing;
 
-    void onDisconnected()
-    {
-        m_closed = true;
-        deleteLater();
-    }
-
-    void onReleased()
-    {
-        if (m_held) {
-            m_held = false;
-            advance();
-        }
-    }
-
-    // Takes one complete request from the buffer, records it and starts its answer.
     void handleNextRequest()
     {
         const qsizetype headerEnd = m_buffer.indexOf("\r\n\r\n");
@@ -209,18 +119,13 @@ private:
         request.method = requestLine.value(0);
         request.target = requestLine.value(1);
         request.version = requestLine.value(2);
-        qsizetype contentLength = 0;
         for (qsizetype i = 1; i < lines.size(); ++i) {
-            const QByteArray line = lines.at(i).trimmed();
-            const qsizetype colon = line.indexOf(':');
-            if (colon <= 0)
-                continue;
-            const QByteArray name = line.left(colon).trimmed();
-            const QByteArray value = line.mid(colon + 1).trimmed();
-            request.headers.append({name, value});
-            if (name.compare("Content-Length", Qt::CaseInsensitive) == 0)
-                contentLength = value.toLongLong();
+            const qsizetype colon = lines.at(i).indexOf(':');
+            if (colon > 0)
+                request.headers.append(
+                    {lines.at(i).left(colon).trimmed(), lines.at(i).mid(colon + 1).trimmed()});
         }
+        const qsizetype contentLength = request.header("Content-Length").toLongLong();
         const qsizetype bodyStart = headerEnd + 4;
         if (m_buffer.size() < bodyStart + contentLength)
             return;
@@ -240,26 +145,28 @@ private:
 
     void writeHead()
     {
+        static const QHash<int, QByteArray> reasons{{200, "OK"},
+                                                    {400, "Bad Request"},
+                                                    {401, "Unauthorized"},
+                                                    {403, "Forbidden"},
+                                                    {404, "Not Found"},
+                                                    {429, "Too Many Requests"},
+                                                    {500, "Internal Server Error"},
+                                                    {502, "Bad Gateway"},
+                                                    {503, "Service Unavailable"}};
+        const int status = m_response.m_status;
         QByteArray head =
-            "HTTP/1.1 " + QByteArray::number(m_response.m_status) + ' ' +
-            (m_response.m_reason.isEmpty() ? reasonFor(m_response.m_status) : m_response.m_reason) + "\r\n";
+            "HTTP/1.1 " + QByteArray::number(status) + ' ' +
+            (m_response.m_reason.isEmpty() ? reasons.value(status, "Status") : m_response.m_reason) + "\r\n";
         for (const auto &entry : m_response.m_headers)
             head += entry.first + ": " + entry.second + "\r\n";
-        switch (m_response.m_framing) {
-        case ScriptedResponse::Framing::Chunked:
+        if (m_response.m_framing == Framing::Chunked)
             head += "Transfer-Encoding: chunked\r\n";
-            break;
-        case ScriptedResponse::Framing::ContentLength:
+        else if (m_response.m_framing == Framing::ContentLength)
             head += "Content-Length: " + QByteArray::number(m_response.bodyBytes().size()) + "\r\n";
-            break;
-        case ScriptedResponse::Framing::CloseDelimited:
+        if (!m_keepAlive || m_response.m_framing == Framing::CloseDelimited)
             head += "Connection: close\r\n";
-            break;
-        }
-        if (!m_keepAlive && m_response.m_framing != ScriptedResponse::Framing::CloseDelimited)
-            head += "Connection: close\r\n";
-        head += "\r\n";
-        m_socket->write(head);
+        m_socket->write(head + "\r\n");
         m_socket->flush();
     }
 
@@ -269,15 +176,16 @@ private:
             const ScriptedResponse::Step &step = m_response.m_steps.at(m_step++);
             switch (step.kind) {
             case ScriptedResponse::StepKind::Write:
-                if (m_response.m_framing == ScriptedResponse::Framing::Chunked)
+                if (m_response.m_framing == Framing::Chunked)
                     m_socket->write(QByteArray::number(step.bytes.size(), 16) + "\r\n" + step.bytes + "\r\n");
                 else
                     m_socket->write(step.bytes);
                 m_socket->flush();
-                if (!m_firstPieceMarked) {
-                    m_firstPieceMarked = true;
-                    m_server->m_firstBodyWriteNs.store(steadyNowNs());
-                }
+                if (!std::exchange(m_firstPieceMarked, true))
+                    m_server->m_firstBodyWriteNs.store(
+                        std::chrono::duration_cast<std::chrono::nanoseconds>(
+                            std::chrono::steady_clock::now().time_since_epoch())
+                            .count());
                 break;
             case ScriptedResponse::StepKind::Pause:
                 QTimer::singleShot(step.ms, this, [this] { advance(); });
@@ -286,8 +194,7 @@ private:
                 m_held = true;
                 return;
             case ScriptedResponse::StepKind::Reset: {
-                // A zero linger time makes close() send RST instead of an orderly FIN.
-                const linger noLinger{1, 0};
+                const linger noLinger{1, 0}; // makes close() send RST instead of FIN
                 ::setsockopt(int(m_socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &noLinger,
                              sizeof noLinger);
                 m_socket->abort();
@@ -297,23 +204,20 @@ private:
             }
             }
         }
-        if (m_closed)
-            return;
-        finishResponse();
+        if (!m_closed)
+            finishResponse();
     }
 
     void finishResponse()
     {
-        if (m_response.m_framing == ScriptedResponse::Framing::Chunked)
+        if (m_response.m_framing == Framing::Chunked)
             m_socket->write("0\r\n\r\n");
         m_socket->flush();
         m_responding = false;
         emit m_server->responseCompleted(m_requestIndex);
-        if (m_response.m_framing == ScriptedResponse::Framing::CloseDelimited || !m_keepAlive) {
+        if (m_response.m_framing == Framing::CloseDelimited || !m_keepAlive)
             m_socket->disconnectFromHost();
-            return;
-        }
-        if (!m_buffer.isEmpty())
+        else if (!m_buffer.isEmpty())
             handleNextRequest();
     }
 
@@ -336,7 +240,16 @@ LoopbackHttpServer::LoopbackHttpServer(QObject *parent)
     , m_fallback(ScriptedResponse::json(
           500, R"({"error":{"message":"the loopback server has no scripted response for this request"}})"))
 {
-    connect(m_server, &QTcpServer::newConnection, this, &LoopbackHttpServer::onNewConnection);
+    connect(m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection()) {
+            {
+                QMutexLocker locker(&m_mutex);
+                ++m_connections;
+            }
+            new LoopbackConnection(socket, this);
+            emit connectionAccepted();
+        }
+    });
 }
 
 LoopbackHttpServer::~LoopbackHttpServer() = default;
@@ -354,59 +267,11 @@ QString LoopbackHttpServer::baseUrl(const QString &path) const
     return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path);
 }
 
-void LoopbackHttpServer::enqueue(const ScriptedResponse &response)
-{
-    QMutexLocker locker(&m_mutex);
-    m_queue.append(response);
-}
-
-void LoopbackHttpServer::setFallback(const ScriptedResponse &response)
-{
-    QMutexLocker locker(&m_mutex);
-    m_fallback = response;
-}
-
-void LoopbackHttpServer::setHandler(Handler handler)
-{
-    QMutexLocker locker(&m_mutex);
-    m_handler = std::move(handler);
-}
-
-QList<RecordedRequest> LoopbackHttpServer::requests() const
-{
-    QMutexLocker locker(&m_mutex);
-    return m_requests;
-}
-
-int LoopbackHttpServer::requestCount() const
-{
-    QMutexLocker locker(&m_mutex);
-    return int(m_requests.size());
-}
-
-int LoopbackHttpServer::connectionCount() const
-{
-    QMutexLocker locker(&m_mutex);
-    return m_connections;
-}
-
 void LoopbackHttpServer::releaseHeld()
 {
-    // Queued, so a test on another thread may call it; the connections resume on the server's thread.
+    // Queued, so that another thread may call it; the connections resume on the server's thread.
     QMetaObject::invokeMethod(
         this, [this] { emit released(); }, Qt::QueuedConnection);
-}
-
-void LoopbackHttpServer::onNewConnection()
-{
-    while (QTcpSocket *socket = m_server->nextPendingConnection()) {
-        {
-            QMutexLocker locker(&m_mutex);
-            ++m_connections;
-        }
-        new LoopbackConnection(socket, this);
-        emit connectionAccepted();
-    }
 }
 
 int LoopbackHttpServer::recordRequest(const RecordedRequest &request)

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QMutex>
+#include <QMutexLocker>
 #include <QObject>
 #include <QPair>
 #include <QString>
@@ -18,47 +19,46 @@ struct RecordedRequest
     QByteArray method;
     QByteArray target; // path with query, as sent
     QByteArray version;
-    QList<QPair<QByteArray, QByteArray>> headers; // in the order sent, names as sent
+    QList<QPair<QByteArray, QByteArray>> headers; // in the order sent
     QByteArray body;
 
-    // Value of the first header with this name (compared without regard to case); null when absent.
+    // First header of this name (case-insensitive); null when absent.
     QByteArray header(const QByteArray &name) const;
     bool hasHeader(const QByteArray &name) const { return !header(name).isNull(); }
-    // The target without its query.
-    QByteArray path() const;
+    QByteArray path() const; // the target without its query
 };
 
-// What the server answers to one request: a status, headers and a script of body steps (pieces of bytes,
-// pauses, a hold until the test releases it, a connection reset).
+// The answer to one request: status, headers and a script of body steps.
 class ScriptedResponse
 {
 public:
-    enum class Framing {
-        Chunked,       // Transfer-Encoding: chunked, one HTTP chunk per piece
-        ContentLength, // Content-Length of all pieces together
-        CloseDelimited // no length; the server closes the connection at the end
-    };
+    enum class Framing { Chunked, ContentLength, CloseDelimited };
 
-    // 200 text/event-stream, chunked.
-    static ScriptedResponse sse(int status = 200);
-    // A JSON document with a Content-Length.
-    static ScriptedResponse json(int status, const QByteArray &body);
+    static ScriptedResponse sse(int status = 200);                    // text/event-stream, chunked
+    static ScriptedResponse json(int status, const QByteArray &body); // with Content-Length
 
-    ScriptedResponse &setStatus(int status, const QByteArray &reason = QByteArray());
+    ScriptedResponse &setStatus(int status, const QByteArray &reason = QByteArray())
+    {
+        m_status = status;
+        m_reason = reason;
+        return *this;
+    }
     ScriptedResponse &setHeader(const QByteArray &name, const QByteArray &value);
-    ScriptedResponse &setFraming(Framing framing);
-
-    // One piece, written at once (one chunk in chunked framing). Empty pieces are skipped.
-    ScriptedResponse &send(const QByteArray &bytes);
-    // The bytes in pieces of random size in [minPiece, maxPiece] with a pause of pauseMs between pieces, so
-    // that lines and UTF-8 sequences are split across the client's reads. Same seed, same split.
+    ScriptedResponse &setFraming(Framing framing) { return m_framing = framing, *this; }
+    // One piece written at once (one HTTP chunk when chunked); empty pieces are skipped.
+    ScriptedResponse &send(const QByteArray &bytes)
+    {
+        return bytes.isEmpty() ? *this : add(StepKind::Write, bytes);
+    }
+    // Pieces of random size in [minPiece, maxPiece] with pauseMs between them; same seed, same split.
     ScriptedResponse &sendInPieces(const QByteArray &bytes, int minPiece, int maxPiece, quint32 seed,
                                    int pauseMs = 1);
-    ScriptedResponse &pause(int ms);
-    // Stops here until LoopbackHttpServer::releaseHeld() (or the client goes away).
-    ScriptedResponse &holdUntilReleased();
-    // Resets the connection (TCP RST) at this point; nothing after it is sent.
-    ScriptedResponse &resetConnection();
+    ScriptedResponse &pause(int ms) { return add(StepKind::Pause, {}, ms); }
+    ScriptedResponse &holdUntilReleased()
+    {
+        return add(StepKind::Hold);
+    } // until LoopbackHttpServer::releaseHeld()
+    ScriptedResponse &resetConnection() { return add(StepKind::Reset); } // TCP RST; nothing after it is sent
 
     int status() const { return m_status; }
     QByteArray bodyBytes() const;
@@ -72,6 +72,11 @@ private:
         QByteArray bytes;
         int ms = 0;
     };
+    ScriptedResponse &add(StepKind kind, const QByteArray &bytes = {}, int ms = 0)
+    {
+        m_steps.append({kind, bytes, ms});
+        return *this;
+    }
 
     int m_status = 200;
     QByteArray m_reason;
@@ -80,10 +85,9 @@ private:
     QList<Step> m_steps;
 };
 
-// An HTTP/1.1 server on 127.0.0.1 for tests and benchmarks. It records every request and answers them in
-// order with the queued scripted responses (the fallback when the queue is empty). Keep-alive connections
-// are served request after request. It may live on a thread of its own: the recorded data, the queue and the
-// counters are safe to use from any thread.
+// An HTTP/1.1 server on 127.0.0.1 that records every request and answers with the handler's response, else
+// the queued ones in order, else the fallback (a 500 by default). Keep-alive connections are served request
+// after request. Recorded data, queue and counters may be used from any thread.
 class LoopbackHttpServer final : public QObject
 {
     Q_OBJECT
@@ -92,29 +96,47 @@ public:
     explicit LoopbackHttpServer(QObject *parent = nullptr);
     ~LoopbackHttpServer() override;
 
-    // Listens on 127.0.0.1 on a free port. Call on the server's thread.
-    bool listen();
+    bool listen(); // on a free port; call on the server's thread
     quint16 port() const { return m_port; }
-    // "http://127.0.0.1:<port>" followed by the path, e.g. baseUrl("/v1").
-    QString baseUrl(const QString &path = QStringLiteral("/v1")) const;
+    QString baseUrl(const QString &path = QStringLiteral("/v1")) const; // "http://127.0.0.1:<port><path>"
 
-    void enqueue(const ScriptedResponse &response);
-    // Answer to requests when the queue is empty; by default a 500 with a JSON error body.
-    void setFallback(const ScriptedResponse &response);
-    // Chooses the answer from the request itself (for example by a word in the body); takes precedence over
-    // the queue. Called on the server's thread.
+    void enqueue(const ScriptedResponse &response)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_queue.append(response);
+    }
+    void setFallback(const ScriptedResponse &response)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_fallback = response;
+    }
     using Handler = std::function<ScriptedResponse(const RecordedRequest &request)>;
-    void setHandler(Handler handler);
+    // Called on the server's thread; takes precedence over the queue.
+    void setHandler(Handler handler)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_handler = std::move(handler);
+    }
 
-    QList<RecordedRequest> requests() const;
-    int requestCount() const;
-    // TCP connections accepted so far, including ones that never sent a request.
-    int connectionCount() const;
-    // Nanoseconds on the steady clock when the last response's first body piece was written; 0 before.
+    QList<RecordedRequest> requests() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_requests;
+    }
+    int requestCount() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return int(m_requests.size());
+    }
+    // Including connections that never sent a request.
+    int connectionCount() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_connections;
+    }
+    // Steady-clock nanoseconds of the last response's first body write; 0 before.
     qint64 firstBodyWriteNs() const { return m_firstBodyWriteNs.load(); }
-
-    // Lets every response waiting in holdUntilReleased() go on.
-    void releaseHeld();
+    void releaseHeld(); // every response in holdUntilReleased() goes on
 
 signals:
     void connectionAccepted();
@@ -124,7 +146,6 @@ signals:
 
 private:
     friend class LoopbackConnection;
-    void onNewConnection();
     int recordRequest(const RecordedRequest &request);
     ScriptedResponse takeResponse(const RecordedRequest &request);
 

@@ -7,67 +7,12 @@
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPalette>
 #include <QTest>
 
-namespace {
+#include <memory>
 
-QPalette palette(bool dark)
-{
-    QPalette p;
-    const QColor window = dark ? QColor(0x2d, 0x2d, 0x2d) : QColor(0xef, 0xef, 0xef);
-    const QColor text = dark ? QColor(0xe0, 0xe0, 0xe0) : QColor(0x33, 0x33, 0x33);
-    const QColor base = dark ? QColor(0x1e, 0x1e, 0x1e) : QColor(0xff, 0xff, 0xff);
-    p.setColor(QPalette::Window, window);
-    p.setColor(QPalette::WindowText, text);
-    p.setColor(QPalette::Base, base);
-    p.setColor(QPalette::AlternateBase, window);
-    p.setColor(QPalette::Text, text);
-    p.setColor(QPalette::Button, window);
-    p.setColor(QPalette::ButtonText, text);
-    p.setColor(QPalette::Highlight, QColor(0x3d, 0x7a, 0xd6));
-    p.setColor(QPalette::HighlightedText, Qt::white);
-    p.setColor(QPalette::Link, dark ? QColor(0x6c, 0xb4, 0xff) : QColor(0x1a, 0x5f, 0xb4));
-    p.setColor(QPalette::PlaceholderText, dark ? QColor(0x80, 0x80, 0x80) : QColor(0x99, 0x99, 0x99));
-    return p;
-}
-
-// Texts that are not cut off: each fits the width its widget was given (word-wrapped labels wrap instead).
-QStringList clippedTexts(QWidget *page)
-{
-    QStringList clipped;
-    for (QWidget *widget : page->findChildren<QWidget *>()) {
-        if (!widget->isVisible())
-            continue;
-        QString text;
-        int needed = 0;
-        if (auto *label = qobject_cast<QLabel *>(widget)) {
-            if (label->wordWrap() || label->text().isEmpty())
-                continue;
-            text = label->text();
-            needed = label->minimumSizeHint().width();
-        } else if (auto *button = qobject_cast<QAbstractButton *>(widget)) {
-            if (button->text().isEmpty())
-                continue; // icon buttons, such as an editor's clear button
-            text = button->text();
-            needed = button->minimumSizeHint().width();
-        } else if (auto *combo = qobject_cast<QComboBox *>(widget)) {
-            text = combo->currentText();
-            needed = combo->minimumSizeHint().width();
-        } else {
-            continue;
-        }
-        if (widget->width() < needed || widget->height() < widget->minimumSizeHint().height())
-            clipped << QStringLiteral("%1 (%2 < %3)").arg(text).arg(widget->width()).arg(needed);
-    }
-    return clipped;
-}
-
-} // namespace
-
-// Renders every page in both languages and both appearances, checks that nothing is cut off, and writes
-// the pictures to $VONTREL_SCREENSHOT_DIR when it is set.
+// Shows every page in both languages and palettes under X11 and fails when a text is cut off (a word-wrapped
+// label wraps instead); saves the pictures to $VONTREL_SCREENSHOT_DIR when it is set.
 class TestPreferencesScreens : public QObject
 {
     Q_OBJECT
@@ -78,22 +23,16 @@ private slots:
     void pages();
 
 private:
-    PreferencesWindow *m_window = nullptr;
+    std::unique_ptr<PreferencesWindow> m_window;
 };
 
 void TestPreferencesScreens::initTestCase()
 {
-    QCoreApplication::setOrganizationName(QStringLiteral("Vontrel"));
-    QCoreApplication::setApplicationName(QStringLiteral("Vontrel"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("0.2.7"));
     QApplication::setStyle(QStringLiteral("Fusion"));
-    ConfigManager *config = ConfigManager::instance();
-    config->resetToDefaults();
-    config->setApiKey(QStringLiteral("sk-example-key"));
-    config->setTargetLanguage(QStringLiteral("Chinese"));
-    m_window = new PreferencesWindow;
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window));
+    QCoreApplication::setApplicationVersion(QStringLiteral("0.2.7"));
+    ConfigManager::instance()->setApiKey(QStringLiteral("sk-example-key"));
+    ConfigManager::instance()->setTargetLanguage(QStringLiteral("Chinese"));
+    m_window = std::make_unique<PreferencesWindow>();
 }
 
 void TestPreferencesScreens::pages_data()
@@ -102,15 +41,11 @@ void TestPreferencesScreens::pages_data()
     QTest::addColumn<bool>("dark");
     QTest::addColumn<int>("page");
     const QStringList names = {"general", "hotkeys", "ai-provider", "ai-actions", "about"};
-    for (const QString &language : {QStringLiteral("en"), QStringLiteral("zh-CN")}) {
-        for (bool dark : {false, true}) {
-            for (int page = 0; page < names.size(); ++page) {
-                const QString name =
-                    QStringLiteral("%1-%2-%3").arg(names.at(page), dark ? "dark" : "light", language);
-                QTest::newRow(qPrintable(name)) << language << dark << page;
-            }
-        }
-    }
+    for (const char *language : {"en", "zh-CN"})
+        for (bool dark : {false, true})
+            for (int page = 0; page < names.size(); ++page)
+                QTest::addRow("%s-%s-%s", qPrintable(names.at(page)), dark ? "dark" : "light", language)
+                    << QString::fromLatin1(language) << dark << page;
 }
 
 void TestPreferencesScreens::pages()
@@ -118,25 +53,48 @@ void TestPreferencesScreens::pages()
     QFETCH(QString, language);
     QFETCH(bool, dark);
     QFETCH(int, page);
-
+    PreferencesWindow *window = m_window.get();
+    QPalette palette;
+    const QList<std::pair<QPalette::ColorRole, QColor>> colors = {
+        {QPalette::Window, dark ? 0x2d2d2d : 0xefefef},
+        {QPalette::WindowText, dark ? 0xe0e0e0 : 0x333333},
+        {QPalette::Base, dark ? 0x1e1e1e : 0xffffff},
+        {QPalette::AlternateBase, dark ? 0x2d2d2d : 0xefefef},
+        {QPalette::Text, dark ? 0xe0e0e0 : 0x333333},
+        {QPalette::Button, dark ? 0x2d2d2d : 0xefefef},
+        {QPalette::ButtonText, dark ? 0xe0e0e0 : 0x333333},
+        {QPalette::Highlight, 0x3d7ad6},
+        {QPalette::HighlightedText, 0xffffff},
+        {QPalette::Link, dark ? 0x6cb4ff : 0x1a5fb4},
+        {QPalette::PlaceholderText, dark ? 0x808080 : 0x999999}};
+    for (const auto &[role, color] : colors)
+        palette.setColor(role, color);
     LanguageManager::instance()->applyLanguage(language);
-    QApplication::setPalette(palette(dark));
-    m_window->showPage(page);
-    QCoreApplication::processEvents();
-    QTRY_VERIFY(m_window->styleSheet().contains(dark ? QLatin1String("#2d2d2d") : QLatin1String("#ffffff")));
+    QApplication::setPalette(palette);
+    window->showPage(page);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_VERIFY(window->styleSheet().contains(dark ? QLatin1String("#2d2d2d") : QLatin1String("#ffffff")));
 
-    QWidget *current = m_window->findChild<QWidget *>(QStringLiteral("PreferencesContent"));
-    const QStringList clipped = clippedTexts(m_window);
+    QStringList clipped;
+    for (QWidget *widget : window->findChildren<QWidget *>()) {
+        auto *label = qobject_cast<QLabel *>(widget);
+        auto *button = qobject_cast<QAbstractButton *>(widget);
+        auto *combo = qobject_cast<QComboBox *>(widget);
+        const QString text = label    ? (label->wordWrap() ? QString() : label->text())
+                             : button ? button->text()
+                             : combo  ? combo->currentText()
+                                      : QString();
+        const QSize needed = widget->minimumSizeHint();
+        if (widget->isVisible() && !text.isEmpty() &&
+            (widget->width() < needed.width() || widget->height() < needed.height()))
+            clipped << QStringLiteral("%1 (%2 < %3)").arg(text).arg(widget->width()).arg(needed.width());
+    }
     QVERIFY2(clipped.isEmpty(), qPrintable(clipped.join(QStringLiteral(", "))));
-    QVERIFY(current);
 
     const QString dir = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
-    if (!dir.isEmpty()) {
-        QDir().mkpath(dir);
-        const QString file =
-            QDir(dir).filePath(QString::fromLatin1(QTest::currentDataTag()) + QStringLiteral(".png"));
-        QVERIFY(m_window->grab().save(file));
-    }
+    if (!dir.isEmpty())
+        QVERIFY(QDir().mkpath(dir) && window->grab().save(dir + '/' + QTest::currentDataTag() + ".png"));
 }
 
 QTEST_MAIN(TestPreferencesScreens)

@@ -1,0 +1,105 @@
+#pragma once
+
+// The program's services wired to a session controller as start-up does, with a loopback provider whose one
+// scripted stream answers every request.
+
+#include "LoopbackHttpServer.h"
+
+#include "ai/ActionService.h"
+#include "capture/CaptureService.h"
+#include "config/ConfigManager.h"
+#include "ocr/IOcrProvider.h"
+#include "platform/ClipboardService.h"
+#include "platform/HotkeyManager.h"
+#include "platform/ISelectedTextProvider.h"
+#include "session/SessionController.h"
+#include "ui/overlay/OverlayWindow.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+#include <QThreadPool>
+
+#include <memory>
+
+inline QByteArray sseEvent(const QJsonObject &object)
+{
+    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
+}
+
+// The chunks as streamed deltas, or one error event; held open after the chunks until releaseHeld().
+inline ScriptedResponse stream(const QStringList &chunks, bool hold = false, const QString &error = {})
+{
+    ScriptedResponse response = ScriptedResponse::sse();
+    if (!error.isEmpty())
+        response.send(sseEvent({{"error", QJsonObject{{"message", error}}}}));
+    for (const QString &chunk : chunks)
+        response.send(
+            sseEvent({{"choices", QJsonArray{QJsonObject{{"delta", QJsonObject{{"content", chunk}}}}}}}));
+    if (hold)
+        response.holdUntilReleased();
+    return response.send("data: [DONE]\n\n");
+}
+
+struct SessionRig
+{
+    // With desktop: the real hotkeys and selection reader (X11); otherwise neither.
+    SessionRig(std::unique_ptr<IOcrProvider> ocrProvider, bool desktop)
+        : hotkeys(desktop ? new HotkeyManager : nullptr)
+        , ocr(std::move(ocrProvider))
+        , selectedText(desktop ? vontrelCreateSelectedTextProvider() : nullptr)
+    {
+        listening = server.listen();
+        server.setFallback(stream({QStringLiteral("Hel"), QStringLiteral("lo")}));
+        ConfigManager *config = ConfigManager::instance();
+        config->resetToDefaults();
+        config->setApiUrl(server.baseUrl("/v1"));
+        config->setApiKey(QStringLiteral("test-key"));
+        config->setModel(QStringLiteral("test-model"));
+        controller->setCaptureService(&capture);
+        controller->setClipboardService(&clipboard);
+        controller->setSelectedTextProvider(selectedText.get());
+        controller->setHotkeyManager(hotkeys.get());
+        controller->setOcrProvider(ocr.get());
+        controller->setActionService(&actions);
+    }
+    ~SessionRig()
+    {
+        controller.reset();
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    // Waits for a current window other than `old` to show.
+    OverlayWindow *waitForNewWindow(OverlayWindow *old = nullptr, int bound = 20000)
+    {
+        auto shown = [&] {
+            OverlayWindow *window = controller->currentWindow();
+            return window && window != old && window->isVisible();
+        };
+        return QTest::qWaitFor(shown, bound) ? controller->currentWindow() : nullptr;
+    }
+
+    // The text after "Input:" in the user message of request `index` (-1: the last one).
+    QString promptInput(int index = 0) const
+    {
+        const QList<RecordedRequest> requests = server.requests();
+        const QJsonDocument body =
+            QJsonDocument::fromJson(requests.at(index < 0 ? requests.size() - 1 : index).body);
+        const QString prompt = body["messages"].toArray().last()["content"].toString();
+        const qsizetype at = prompt.lastIndexOf(QStringLiteral("\n\nInput:\n"));
+        return at < 0 ? QString() : prompt.mid(at + 9);
+    }
+
+    LoopbackHttpServer server; // in the order start-up creates the services
+    CaptureService capture;
+    ClipboardService clipboard;
+    std::unique_ptr<HotkeyManager> hotkeys;
+    std::unique_ptr<IOcrProvider> ocr;
+    std::unique_ptr<ISelectedTextProvider> selectedText;
+    ActionService actions{nullptr};
+    std::unique_ptr<SessionController> controller = std::make_unique<SessionController>();
+    bool listening = false;
+};

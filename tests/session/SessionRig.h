@@ -1,7 +1,6 @@
 #pragma once
 
-// The program's services wired to a session controller as start-up does, with a loopback provider whose one
-// scripted stream answers every request.
+// The services wired to a session controller as start-up does; one loopback stream answers every request.
 
 #include "LoopbackHttpServer.h"
 
@@ -24,14 +23,12 @@
 
 #include <memory>
 
-inline QByteArray sseEvent(const QJsonObject &object)
-{
-    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
-}
-
 // The chunks as streamed deltas, or one error event; held open after the chunks until releaseHeld().
 inline ScriptedResponse stream(const QStringList &chunks, bool hold = false, const QString &error = {})
 {
+    const auto sseEvent = [](const QJsonObject &object) {
+        return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
+    };
     ScriptedResponse response = ScriptedResponse::sse();
     if (!error.isEmpty())
         response.send(sseEvent({{"error", QJsonObject{{"message", error}}}}));
@@ -75,11 +72,11 @@ struct SessionRig
     // Waits for a current window other than `old` to show.
     OverlayWindow *waitForNewWindow(OverlayWindow *old = nullptr, int bound = 20000)
     {
+        OverlayWindow *window = nullptr;
         auto shown = [&] {
-            OverlayWindow *window = controller->currentWindow();
-            return window && window != old && window->isVisible();
+            return (window = controller->currentWindow()) && window != old && window->isVisible();
         };
-        return QTest::qWaitFor(shown, bound) ? controller->currentWindow() : nullptr;
+        return QTest::qWaitFor(shown, bound) ? window : nullptr;
     }
 
     // The text after "Input:" in the user message of request `index` (-1: the last one).

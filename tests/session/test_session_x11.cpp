@@ -1,6 +1,5 @@
-// Sessions end to end on the test's own Xvfb: real hotkey grabs pressed by xdotool, the real synthetic copy
-// answered by another X client, the real clipboard read by xclip, the real region selector and recogniser,
-// and a loopback provider streaming the answer.
+// Sessions end to end on Xvfb: real hotkeys pressed by xdotool, the copy answered by another X client, the
+// clipboard read by xclip, the real region selector and recogniser; a loopback provider streams the answer.
 
 #include "SessionRig.h"
 #include "X11TestHelpers.h"
@@ -29,8 +28,7 @@ bool xdotool(const QStringList &arguments)
     return runTool(QStringLiteral("xdotool"), arguments).exitCode == 0;
 }
 
-// Every target the clipboard owner offers (but the protocol's own) with its bytes, as another client reads
-// them.
+// Every target the clipboard owner offers (but the protocol's own) with its bytes, as another client sees.
 QMap<QString, QByteArray> clipboardContents()
 {
     static const QStringList meta{"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS"};
@@ -67,10 +65,9 @@ private slots:
     void cleanup();
     void selectionInAnotherClient();
     void emptyClipboardOpensWindowToType();
-    void clipboardTextWhenNothingSelected();
     void captureRecognisesRegion();
     void hotkeyDuringStreamingAndPinnedRetry();
-    void stopAndUnconfigured();
+    void clipboardTextStopAndUnconfigured();
 
 private:
     bool ownClipboard(const QList<QPair<QString, QByteArray>> &formats);
@@ -112,7 +109,6 @@ bool TestSessionX11::ownClipboard(const QList<QPair<QString, QByteArray>> &forma
     return m_clipboardOwner->start(arguments);
 }
 
-// Presses the keys with xdotool and waits for a new current window to show.
 OverlayWindow *TestSessionX11::press(const QString &keys)
 {
     QPointer<OverlayWindow> old = m_rig->controller->currentWindow();
@@ -131,11 +127,9 @@ void TestSessionX11::selectionInAnotherClient()
 
     OverlayWindow *window = press(kTextHotkey);
     QVERIFY(window);
-    QCOMPARE(window->getSourceText(), QStringLiteral("Guten Morgen, liebe Welt"));
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->promptInput(), QStringLiteral("Guten Morgen, liebe Welt"));
     QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::Done, kBound);
     QCOMPARE(clipboardContents(), before);
 }
 
@@ -153,18 +147,6 @@ void TestSessionX11::emptyClipboardOpensWindowToType()
     QVERIFY(xdotool({"key", "Return"}));
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->promptInput(), QStringLiteral("typed by hand"));
-}
-
-void TestSessionX11::clipboardTextWhenNothingSelected()
-{
-    QVERIFY(ownClipboard({{"text/plain", "  spaced clipboard text \n"}}));
-    const QMap<QString, QByteArray> before = clipboardContents();
-    OverlayWindow *window = press(kTextHotkey);
-    QVERIFY(window);
-    QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
-    QCOMPARE(m_rig->promptInput(), QStringLiteral("  spaced clipboard text \n"));
-    QCOMPARE(m_rig->controller->inputSource(), SessionController::Clipboard);
-    QCOMPARE(clipboardContents(), before);
 }
 
 void TestSessionX11::captureRecognisesRegion()
@@ -195,7 +177,6 @@ void TestSessionX11::captureRecognisesRegion()
     QElapsedTimer sinceText;
     sinceText.start();
     OverlayWindow *window = m_rig->controller->currentWindow();
-    QVERIFY(window->isVisible());
     QCOMPARE(m_rig->server.requestCount(), 0);
     const QString recognised = window->getSourceText();
     QVERIFY2(recognised.contains(QStringLiteral("rivers carry bright")), qPrintable(recognised));
@@ -218,13 +199,11 @@ void TestSessionX11::hotkeyDuringStreamingAndPinnedRetry()
     QVERIFY(first);
     QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(),
                               QStringLiteral("AI failed: API error: model overloaded"), kBound);
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::Failed, kBound);
     QVERIFY(click<QPushButton>(first, QStringLiteral("Pin window")));
     QTRY_VERIFY_WITH_TIMEOUT(first->isPinned(), kBound);
     first->move(20, 650);
 
-    // The second request streams and is held open.
-    m_rig->server.setFallback(stream({QStringLiteral("partial")}, true));
+    m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
     QPointer<OverlayWindow> second = press(kTextHotkey);
     QVERIFY(second);
     QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("partial"), kBound);
@@ -235,8 +214,7 @@ void TestSessionX11::hotkeyDuringStreamingAndPinnedRetry()
     QVERIFY(third && third != first);
     QTRY_VERIFY_WITH_TIMEOUT(second.isNull(), kBound);
     QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("third answer"), kBound);
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->runningRequestCount(), 0,
-                              kBound); // the held stream is gone too
+    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->runningRequestCount(), 0, kBound); // the held one too
     QVERIFY(first && first->isVisible());
 
     // Retry in the pinned window streams again there.
@@ -244,16 +222,20 @@ void TestSessionX11::hotkeyDuringStreamingAndPinnedRetry()
     QVERIFY(click<QToolButton>(first, QStringLiteral("Retry")));
     QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("retried"), kBound);
     QCOMPARE(m_rig->server.requestCount(), 4);
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::Done, kBound);
 }
 
-void TestSessionX11::stopAndUnconfigured()
+void TestSessionX11::clipboardTextStopAndUnconfigured()
 {
-    QVERIFY(ownClipboard({{"text/plain", "long text"}}));
+    // Nothing selected: the clipboard text goes out untrimmed, and the clipboard stays as it was.
+    QVERIFY(ownClipboard({{"text/plain", "  spaced clipboard text \n"}}));
+    const QMap<QString, QByteArray> before = clipboardContents();
     m_rig->server.setFallback(stream({QStringLiteral("half an answer")}, true));
     QPointer<OverlayWindow> window = press(kTextHotkey);
     QVERIFY(window);
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("half an answer"), kBound);
+    QCOMPARE(m_rig->promptInput(), QStringLiteral("  spaced clipboard text \n"));
+    QCOMPARE(m_rig->controller->inputSource(), SessionController::Clipboard);
+    QCOMPARE(clipboardContents(), before);
     QVERIFY(click<QToolButton>(window, QStringLiteral("Stop")));
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("half an answer\n\n(Stopped)"),
                               kBound);

@@ -53,18 +53,11 @@ void TestCliOcr::recognisesEachImage_data()
         << 1 << QStringLiteral("==> %1/chinese.png <==\n偏好设置\n\n")
         << QStringList{QStringLiteral("%1/missing.png: cannot read the image"),
                        QStringLiteral("%1/notes.png: cannot read the image")};
-    QTest::newRow("--lang eng") << QStringList{QStringLiteral("--lang"), QStringLiteral("eng"),
-                                               QStringLiteral("english.png")}
-                                << 0 << english << QStringList();
     QTest::newRow("--lang without data")
         << QStringList{QStringLiteral("--lang"), QStringLiteral("xyz"), QStringLiteral("english.png")} << 1
         << QString()
         << QStringList{QStringLiteral(
                "vontrel-cli: OCR not available on this system (no language data for 'xyz')\n")};
-    QTest::newRow("no image") << QStringList() << 2 << QString()
-                              << QStringList{QStringLiteral("no image given")};
-    QTest::newRow("empty language") << QStringList{QStringLiteral("--lang="), QStringLiteral("x.png")} << 2
-                                    << QString() << QStringList{QStringLiteral("--lang needs a language")};
 }
 
 void TestCliOcr::recognisesEachImage()

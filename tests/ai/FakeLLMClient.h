@@ -18,10 +18,8 @@ public:
     bool isConfigured() const override { return configured; }
     QString lastError() const override { return error; }
 
-    // Set before use; read after the calls are done.
-    bool configured = true;
-    QString answer;
-    QString error;
+    bool configured = true; // set before use; prompts read after the calls are done
+    QString answer, error;
     QStringList prompts;
 
 private:

@@ -9,10 +9,8 @@
 namespace Sse {
 inline QByteArray delta(const QString &content, const QByteArray &lineEnd = "\n\n")
 {
-    const QJsonObject delta{{QStringLiteral("content"), content}};
-    const QJsonArray choices{QJsonObject{{QStringLiteral("delta"), delta}}};
-    return "data: " +
-           QJsonDocument(QJsonObject{{QStringLiteral("choices"), choices}}).toJson(QJsonDocument::Compact) +
+    const QJsonArray choices{QJsonObject{{"delta", QJsonObject{{"content", content}}}}};
+    return "data: " + QJsonDocument(QJsonObject{{"choices", choices}}).toJson(QJsonDocument::Compact) +
            lineEnd;
 }
 

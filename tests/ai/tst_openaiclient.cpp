@@ -13,7 +13,6 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 const QString kNotConfigured = QStringLiteral("API not configured. Please set API URL and key in config.");
-std::atomic<bool> s_warmUpCancelLogged{false};
 
 // Everything one client reports, in order.
 struct StreamRecorder
@@ -32,7 +31,7 @@ struct StreamRecorder
     }
     bool waitForEnd()
     {
-        return QTest::qWaitFor([this] { return !finished.isEmpty() || !errors.isEmpty(); }, kWaitMs);
+        return QTest::qWaitFor([this] { return finished.size() + errors.size(); }, kWaitMs);
     }
     QString error() const { return errors.isEmpty() ? QString() : errors.first().at(0).toString(); }
 
@@ -42,11 +41,10 @@ struct StreamRecorder
 // "Prefix*" matches any longer text with that prefix.
 void verifyText(const QString &actual, const QString &expected)
 {
-    if (expected.endsWith(QLatin1Char('*')))
-        QVERIFY2(actual.startsWith(expected.chopped(1)) && actual.size() >= expected.size(),
-                 qPrintable(actual));
-    else
-        QCOMPARE(actual, expected);
+    const bool prefix = expected.endsWith(QLatin1Char('*'));
+    QVERIFY2(prefix ? actual.startsWith(expected.chopped(1)) && actual.size() >= expected.size()
+                    : actual == expected,
+             qPrintable(actual));
 }
 
 } // namespace
@@ -65,40 +63,20 @@ private slots:
     }
     void cleanup() { m_server.reset(); }
 
-    void endpointUrl_data()
-    {
-        QTest::addColumn<QString>("base");
-        QTest::addColumn<QString>("endpoint");
-        QTest::newRow("slash") << "https://h/v1/"
-                               << "https://h/v1/chat/completions";
-        QTest::newRow("complete") << "https://h/v1/chat/completions"
-                                  << "https://h/v1/chat/completions";
-        QTest::newRow("case") << "https://h/V1/CHAT/COMPLETIONS"
-                              << "https://h/V1/CHAT/COMPLETIONS/chat/completions";
-    }
-
-    void endpointUrl()
-    {
-        QFETCH(QString, base);
-        QFETCH(QString, endpoint);
-        QCOMPARE(OpenAIClient::endpointUrl(base), endpoint);
-    }
-
     void requestOnTheWire_data()
     {
         QTest::addColumn<bool>("streaming");
         QTest::addColumn<QString>("base");
         QTest::addColumn<QByteArray>("target");
         QTest::addColumn<QByteArray>("body");
-        QTest::newRow("streaming")
-            << true << "/v1/" << QByteArray("/v1/chat/completions")
-            << QByteArray("{\"enable_thinking\":false,\"max_tokens\":2048,\"messages\":[{\"content\":"
-                          "\"Say \\\"hi\\\"\\nnow\",\"role\":\"user\"}],\"model\":\"test-model\","
-                          "\"stream\":true,\"temperature\":0.7}");
-        QTest::newRow("blocking")
-            << false << "/api/v1/chat/completions" << QByteArray("/api/v1/chat/completions")
-            << QByteArray("{\"max_tokens\":2048,\"messages\":[{\"content\":\"Say \\\"hi\\\"\\nnow\","
-                          "\"role\":\"user\"}],\"model\":\"test-model\",\"temperature\":0.7}");
+        const QByteArray message = "\"messages\":[{\"content\":\"Say "
+                                   "\\\"hi\\\"\\nnow\",\"role\":\"user\"}],\"model\":\"test-model\",";
+        QTest::newRow("streaming") << true << "/v1/" << QByteArray("/v1/chat/completions")
+                                   << "{\"enable_thinking\":false,\"max_tokens\":2048," + message +
+                                          "\"stream\":true,\"temperature\":0.7}";
+        QTest::newRow("blocking") << false << "/api/v1/chat/completions"
+                                  << QByteArray("/api/v1/chat/completions")
+                                  << "{\"max_tokens\":2048," + message + "\"temperature\":0.7}";
     }
 
     void requestOnTheWire()
@@ -113,15 +91,13 @@ private slots:
         OpenAIClient client(m_server->baseUrl(base), QStringLiteral("sk-ключ"), QStringLiteral("test-model"));
         StreamRecorder recorder(&client);
         const QString prompt = QStringLiteral("Say \"hi\"\nnow");
-        if (streaming) {
+        if (streaming)
             client.completeStreaming(prompt);
-            QVERIFY(recorder.waitForEnd());
-            QCOMPARE(recorder.finished.first().at(0).toString(), QStringLiteral("ok"));
-        } else {
-            QCOMPARE(client.complete(prompt), QStringLiteral("ok"));
-        }
+        QCOMPARE(streaming ? (recorder.waitForEnd(), recorder.finished.value(0).value(0).toString())
+                           : client.complete(prompt),
+                 QStringLiteral("ok"));
+        const RecordedRequest request = m_server->requests().value(0);
         QCOMPARE(m_server->requestCount(), 1);
-        const RecordedRequest request = m_server->requests().first();
         QCOMPARE(request.method + ' ' + request.target + ' ' + request.version,
                  "POST " + target + " HTTP/1.1");
         QCOMPARE(request.header("Content-Type"), QByteArray("application/json"));
@@ -131,29 +107,7 @@ private slots:
             QSysInfo::prettyProductName().isEmpty() ? QSysInfo::productType() : QSysInfo::prettyProductName();
         QCOMPARE(QString::fromUtf8(request.header("User-Agent")),
                  QStringLiteral("Vontrel.app/9.8.7 (%1; %2)").arg(os, QSysInfo::currentCpuArchitecture()));
-        QVERIFY(!request.hasHeader("HTTP-Referer") && !request.hasHeader("X-OpenRouter-Title"));
         QCOMPARE(request.body, body);
-    }
-
-    void openRouterHeadersThroughProxy()
-    {
-        // The loopback server stands in for the system's proxy, so the OpenRouter host is never reached.
-        const QByteArray proxy = m_server->baseUrl(QString()).toUtf8();
-        qputenv("http_proxy", proxy);
-        qunsetenv("no_proxy");
-        m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("routed")})));
-        OpenAIClient client(QStringLiteral("http://api.OpenRouter.AI/api/v1"), QStringLiteral("k"),
-                            QStringLiteral("m"));
-        StreamRecorder recorder(&client);
-        client.completeStreaming(QStringLiteral("p"));
-        const bool ended = recorder.waitForEnd();
-        qunsetenv("http_proxy");
-        QVERIFY(ended);
-        QCOMPARE(recorder.chunkTexts(), QStringList{QStringLiteral("routed")});
-        const RecordedRequest request = m_server->requests().first();
-        QCOMPARE(request.path(), QByteArray("http://api.openrouter.ai/api/v1/chat/completions"));
-        QCOMPARE(request.header("HTTP-Referer"), QByteArray("https://vontrel.app"));
-        QCOMPARE(request.header("X-OpenRouter-Title"), QByteArray("Vontrel.app"));
     }
 
     void streamsContentPieces_data()
@@ -223,19 +177,11 @@ private slots:
             << hello << "API error: Rate limit reached";
         QTest::newRow("401") << ScriptedResponse::json(401, "{\"error\":{\"message\":\"Incorrect API key\"}}")
                              << QStringList() << "Network error: *";
-        QTest::newRow("429") << ScriptedResponse::json(429, "{\"error\":{\"message\":\"Rate limit\"}}")
-                             << QStringList() << "Network error: *";
         QTest::newRow("500 with data lines") << ScriptedResponse::json(500, "data: {\"choices\":[]}\n\n")
                                              << QStringList() << "Network error: *";
         QTest::newRow("reset mid-stream")
             << ScriptedResponse::sse().send(Sse::delta("Hello")).pause(20).resetConnection() << hello
             << "Network error: *";
-        const QByteArray longLine = "data: " + QByteArray(OpenAIClient::kMaxPendingLineBytes + 1024, 'x');
-        QTest::newRow("line over 16 MiB")
-            << ScriptedResponse::sse()
-                   .send(Sse::delta("Hello"))
-                   .sendInPieces(longLine, 1 << 20, 1 << 20, 1, 0)
-            << hello << "Invalid response: a line of the event stream exceeds 16 MiB";
     }
 
     void streamFailure()
@@ -261,56 +207,28 @@ private slots:
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("again")})));
         StreamRecorder next(&client);
         client.completeStreaming(QStringLiteral("p"));
-        QVERIFY(next.waitForEnd());
-        QCOMPARE(next.chunkTexts(), QStringList{QStringLiteral("again")});
-        QCOMPARE(client.lastError(), QString());
+        QVERIFY(next.waitForEnd() && next.chunkTexts() == QStringList{QStringLiteral("again")});
     }
 
     void unconfiguredFailsAtOnce_data()
     {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("model");
-        QTest::newRow("no url") << QString() << "k"
-                                << "m";
-        QTest::newRow("no key") << "URL" << QString() << "m";
-        QTest::newRow("no model") << "URL"
-                                  << "k" << QString();
+        QTest::addColumn<QStringList>("urlKeyModel"); // "URL": the loopback server
+        QTest::newRow("no url") << QStringList{"", "k", "m"};
+        QTest::newRow("no key") << QStringList{"URL", "", "m"};
+        QTest::newRow("no model") << QStringList{"URL", "k", ""};
     }
 
     void unconfiguredFailsAtOnce()
     {
-        QFETCH(QString, url);
-        QFETCH(QString, key);
-        QFETCH(QString, model);
-        OpenAIClient client(url.isEmpty() ? url : m_server->baseUrl(), key, model);
+        QFETCH(QStringList, urlKeyModel);
+        const QString url = urlKeyModel[0].isEmpty() ? QString() : m_server->baseUrl();
+        OpenAIClient client(url, urlKeyModel[1], urlKeyModel[2]);
         StreamRecorder recorder(&client);
         client.completeStreaming(QStringLiteral("p"));
         QCOMPARE(recorder.error(), kNotConfigured); // before completeStreaming returned
         QCOMPARE(client.complete(QStringLiteral("p")), QString());
         QCOMPARE(client.lastError(), kNotConfigured);
-        QCOMPARE(m_server->connectionCount(), 0);
-    }
-
-    void cancelDuringWarmUpSendsNothing()
-    {
-        static QtMessageHandler previous = nullptr;
-        previous = qInstallMessageHandler(
-            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-                if (text.contains(QLatin1String("Request cancelled during connection setup")))
-                    s_warmUpCancelLogged = true;
-                previous(type, context, text);
-            });
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-        StreamRecorder recorder(&client);
-        client.completeStreaming(QStringLiteral("p"));
-        client.cancelRequest();
-        const bool logged = QTest::qWaitFor([] { return s_warmUpCancelLogged.load(); }, kWaitMs);
-        qInstallMessageHandler(previous);
-        QVERIFY(logged);
-        QCoreApplication::processEvents();
         QCOMPARE(m_server->requestCount(), 0);
-        QCOMPARE(recorder.chunks.size() + recorder.finished.size() + recorder.errors.size(), 0);
     }
 
     void newRequestReplacesRunningStream()
@@ -343,18 +261,6 @@ private slots:
         QCOMPARE(second.chunkTexts(), (QStringList{QStringLiteral("held1"), QStringLiteral("heldnext1"),
                                                    QStringLiteral("heldnext2")}));
         QCOMPARE(second.finished.first().at(0).toString(), QStringLiteral("heldnext1heldnext2"));
-
-        // A cancelled stream stays silent even when its server goes on.
-        StreamRecorder third(&client);
-        client.completeStreaming(QStringLiteral("held"));
-        QVERIFY(third.chunks.wait(kWaitMs));
-        client.cancelRequest();
-        m_server->releaseHeld();
-        client.completeStreaming(QStringLiteral("last"));
-        QVERIFY(third.finished.wait(kWaitMs));
-        QCOMPARE(third.chunkTexts(),
-                 (QStringList{QStringLiteral("held1"), QStringLiteral("last1"), QStringLiteral("last2")}));
-        QCOMPARE(third.errors.size(), 0);
     }
 
     void blockingComplete_data()
@@ -393,22 +299,12 @@ private slots:
 
     void blockingTimeout()
     {
-        m_server->setHandler([](const RecordedRequest &request) {
-            if (request.body.contains("\"slow\""))
-                return ScriptedResponse::sse()
-                    .setHeader("Content-Type", "application/json")
-                    .holdUntilReleased();
-            return ScriptedResponse::json(200, "{\"choices\":[{\"message\":{\"content\":\"fresh\"}}]}");
-        });
+        m_server->enqueue(
+            ScriptedResponse::sse().setHeader("Content-Type", "application/json").holdUntilReleased());
         OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
         client.setTimeout(0);
         QCOMPARE(client.complete(QStringLiteral("slow")), QString());
         QCOMPARE(client.lastError(), QStringLiteral("Request timed out"));
-        // A later call is not disturbed by the abandoned one.
-        m_server->releaseHeld();
-        client.setTimeout(20000);
-        QCOMPARE(client.complete(QStringLiteral("quick")), QStringLiteral("fresh"));
-        QCOMPARE(client.lastError(), QString());
     }
 };
 

@@ -140,7 +140,6 @@ private slots:
                  QStringLiteral("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
                      .arg(kMetaShift1.toString(QKeySequence::NativeText),
                           kMetaShift2.toString(QKeySequence::NativeText)));
-
     }
 
     void failedStartupRegistration()

@@ -69,65 +69,45 @@ private slots:
         QTest::addColumn<QString>("keys");
         QTest::addColumn<int>("id");
         QTest::newRow("capture") << QString() << "super+shift+1" << 1;
-        QTest::newRow("clipboard text") << QString() << "super+shift+2" << 3;
-        QTest::newRow("NumLock on") << "Num_Lock"
-                                    << "super+shift+1" << 1;
-        QTest::newRow("CapsLock on") << "Caps_Lock"
-                                     << "super+shift+2" << 3;
+        QTest::newRow("clipboard text, NumLock on") << "Num_Lock"
+                                                    << "super+shift+2" << 3;
     }
     void pressArrivesWithItsId()
     {
         QFETCH(QString, lock);
         QFETCH(QString, keys);
-        QFETCH(int, id);
         HotkeyManager manager;
         QVERIFY2(manager.registerHotkeys(), qPrintable(manager.lastError()));
         QSignalSpy spy(&manager, &HotkeyManager::hotkeyTriggered);
-        if (!lock.isEmpty())
-            QCOMPARE(runTool(QStringLiteral("xdotool"), {"key", lock}).exitCode, 0);
+        const QStringList toggle{"key", lock};
+        QVERIFY(lock.isEmpty() || runTool(QStringLiteral("xdotool"), toggle).exitCode == 0);
         QCOMPARE(runTool(QStringLiteral("xdotool"), {"key", keys}).exitCode, 0);
         const bool arrived = !spy.isEmpty() || spy.wait(10000);
         if (!lock.isEmpty())
-            runTool(QStringLiteral("xdotool"), {"key", lock}); // off again
+            runTool(QStringLiteral("xdotool"), toggle); // off again
         QVERIFY(arrived);
         QCOMPARE(spy.count(), 1);
-        QCOMPARE(spy.at(0).at(0).toInt(), id);
+        QTEST(spy.at(0).at(0).toInt(), "id");
     }
 
-    void combinationHeldByAnotherClientFails()
+    void combinationHeldByAnotherClientFailsAndLeavesNothing()
     {
         OtherClient other;
         QCOMPARE(other.grab(XK_2, SuperShift), 0);
-        HotkeyManager manager;
-        QVERIFY(!manager.registerHotkeys());
-        QVERIFY(!manager.isRegistered());
-        QVERIFY2(manager.lastError().contains(QLatin1String("Meta+Shift+2")) &&
-                     manager.lastError().contains(QLatin1String("another application")),
-                 qPrintable(manager.lastError()));
-        // The capture grab made first was given back.
-        QCOMPARE(other.grab(XK_1, SuperShift), 0);
-        QVERIFY(!manager.registerHotkeys(HotkeyManager::defaultCaptureHotkey(), QKeySequence()));
-        QVERIFY2(
-            manager.lastError().startsWith(QLatin1String("Cannot register the capture hotkey Meta+Shift+1")),
-            qPrintable(manager.lastError()));
-    }
-
-    void releasedCombinationCanBeGrabbedByOthers()
-    {
-        OtherClient other;
         {
             HotkeyManager manager;
-            QVERIFY(manager.registerHotkeys());
-            QCOMPARE(other.grab(XK_1, SuperShift), BadAccess);
-            manager.unregisterHotkeys();
-            QCOMPARE(other.grab(XK_1, SuperShift), 0);
+            QVERIFY(!manager.registerHotkeys() && !manager.isRegistered());
+            QVERIFY2(manager.lastError().contains(QLatin1String("Meta+Shift+2")) &&
+                         manager.lastError().contains(QLatin1String("another application")),
+                     qPrintable(manager.lastError()));
+            QCOMPARE(other.grab(XK_1, SuperShift), 0); // the capture grab made first was given back
             other.ungrab(XK_1, SuperShift);
+            other.ungrab(XK_2, SuperShift);
             QVERIFY(manager.registerHotkeys());
             QCOMPARE(other.grab(XK_2, SuperShift | XCB_MOD_MASK_2), BadAccess); // the NumLock variant too
         }
         // Destroying the manager releases every variant.
         QCOMPARE(other.grab(XK_2, SuperShift | XCB_MOD_MASK_2), 0);
-        QCOMPARE(other.grab(XK_2, SuperShift), 0);
     }
 };
 

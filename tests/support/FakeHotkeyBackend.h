@@ -21,20 +21,18 @@ public:
         QMap<int, int> registerStatus; // id -> non-zero status to fail with
         QString errorText;             // handed back on failures
     };
-
     std::shared_ptr<State> state() const { return m_state; }
 
     QString platformTag() const override { return QStringLiteral("fake"); }
-    std::pair<quint32, quint32> nativeKey(const HotkeyChord &chord) const override
+    std::pair<quint32, quint32> nativeKey(const HotkeyChord &c) const override
     {
-        return {quint32(vontrelMacVirtualKeyCode(chord.key)), vontrelMacModifierMask(chord.modifiers)};
+        return {quint32(vontrelMacVirtualKeyCode(c.key)), vontrelMacModifierMask(c.modifiers)};
     }
     int installHandler(QString *error) override
     {
         m_state->calls << QStringLiteral("install");
-        m_state->handlerInstalled = m_state->installStatus == 0;
-        if (!m_state->handlerInstalled)
-            *error = m_state->errorText;
+        *error = m_state->installStatus ? m_state->errorText : QString();
+        m_state->handlerInstalled = !m_state->installStatus;
         return m_state->installStatus;
     }
     void removeHandler() override
@@ -42,16 +40,16 @@ public:
         m_state->calls << QStringLiteral("remove");
         m_state->handlerInstalled = false;
     }
-    int registerHotkey(int id, const HotkeyChord &chord, const QString &, QString *error) override
+    int registerHotkey(int id, const HotkeyChord &c, const QString &, QString *error) override
     {
         m_state->calls << QStringLiteral("register %1 %2")
                               .arg(id)
-                              .arg(QKeySequence(QKeyCombination(chord.modifiers, chord.key)).toString());
+                              .arg(QKeySequence(QKeyCombination(c.modifiers, c.key)).toString());
         const int status = m_state->registerStatus.value(id);
-        if (status != 0)
+        if (status)
             *error = m_state->errorText;
         else
-            m_state->grabbed.insert(id, chord);
+            m_state->grabbed.insert(id, c);
         return status;
     }
     void unregisterHotkey(int id) override

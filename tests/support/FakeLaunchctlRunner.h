@@ -15,7 +15,6 @@ public:
         QList<QStringList> commands;
         QMap<QString, int> exitCodeBySubcommand; // "bootstrap" -> 5
     };
-
     std::shared_ptr<State> state() const { return m_state; }
     LaunchctlResult run(const QStringList &arguments) override
     {

@@ -41,9 +41,8 @@ ToolResult clipboardData(const QString &target)
 
 QStringList clipboardTargets()
 {
-    const ToolResult result = clipboardData(QStringLiteral("TARGETS"));
-    return result.exitCode == 0 ? QString::fromUtf8(result.output).split(u'\n', Qt::SkipEmptyParts)
-                                : QStringList();
+    const ToolResult r = clipboardData(QStringLiteral("TARGETS"));
+    return r.exitCode ? QStringList() : QString::fromUtf8(r.output).split(u'\n', Qt::SkipEmptyParts);
 }
 
 QString helperProgram()
@@ -69,10 +68,9 @@ bool HelperProcess::start(const QStringList &arguments)
 {
     m_process->start(helperProgram(), arguments);
     const QDeadlineTimer deadline(20000);
-    while (!m_process->canReadLine()) {
+    while (!m_process->canReadLine())
         if (deadline.hasExpired() || !m_process->waitForReadyRead(int(deadline.remainingTime())))
             return false;
-    }
     const QString line = QString::fromUtf8(m_process->readLine()).trimmed();
     m_readyValue = line.mid(5).trimmed();
     return line.startsWith(QLatin1String("ready"));

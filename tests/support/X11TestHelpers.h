@@ -19,12 +19,9 @@ ToolResult runTool(const QString &program, const QStringList &arguments);
 // Lets xclip own a selection with one target and the bytes (until another client takes it).
 bool xclipOwn(const QString &target, const QByteArray &bytes,
               const QString &selection = QStringLiteral("clipboard"));
-// One target of the CLIPBOARD, read by xclip in another process.
-ToolResult clipboardData(const QString &target);
-// The targets the CLIPBOARD owner offers; empty when nobody owns it.
-QStringList clipboardTargets();
-// tests/support/vontrel_x11_helper in the build tree.
-QString helperProgram();
+ToolResult clipboardData(const QString &target); // one CLIPBOARD target, read by xclip
+QStringList clipboardTargets();                  // those the owner offers; empty when nobody owns it
+QString helperProgram();                         // tests/support/vontrel_x11_helper in the build tree
 
 // The helper program, running until the object goes; start() waits for its "ready [value]" line.
 class HelperProcess

@@ -1,5 +1,4 @@
 #include "config/ConfigManager.h"
-#include "i18n/LanguageManager.h"
 #include "ui/preferences/HotkeysPage.h"
 
 #include <QtTest>
@@ -32,7 +31,6 @@ class TestHotkeysPage : public QObject
 private slots:
     void init()
     {
-        LanguageManager::instance()->applyLanguage(QStringLiteral("en"));
         ConfigManager::instance()->resetToDefaults();
         ConfigManager::instance()->setCaptureHotkey(QKeySequence());
         ConfigManager::instance()->setClipboardTextHotkey(QKeySequence());
@@ -58,14 +56,11 @@ private slots:
         row("clipboard takes the capture pair", {"v:Meta+Shift+1"}, "Capture" + cleared, "|Meta+Shift+1", 1);
         row("valid change", {"c:Ctrl+Alt+X"}, "", "Ctrl+Alt+X|Meta+Shift+2", 1);
         row("plain key in capture", {"c:F5"}, "Invalid capture" + modifier, "F5|Meta+Shift+2", 0);
-        row("plain key in clipboard", {"v:F5"}, "Invalid clipboard" + modifier, "Meta+Shift+1|F5", 0);
         row("system shortcut", {"c:Ctrl+C"}, "Capture hotkey conflicts with a system shortcut",
             "Ctrl+C|Meta+Shift+2", 0);
         row("control combination that is no system shortcut", {"v:Ctrl+Shift+C"}, "",
             "Meta+Shift+1|Ctrl+Shift+C", 1);
-        row("one editor emptied", {"c:"}, "", "|Meta+Shift+2", 1);
         row("both emptied", {"c:", "v:"}, "At least one hotkey must be set", "|", 1);
-        row("invalid edit then fixed", {"c:F5", "c:Alt+F5"}, "", "Alt+F5|Meta+Shift+2", 1);
         row("next valid edit hides the notice", {"c:Meta+Shift+2", "v:Ctrl+Alt+V"}, "",
             "Meta+Shift+2|Ctrl+Alt+V", 2);
     }
@@ -95,43 +90,12 @@ private slots:
     void openingStoresNothing()
     {
         ConfigManager *config = ConfigManager::instance();
-        QSignalSpy changed(config, &ConfigManager::configChanged);
         QCOMPARE(pair(HotkeysPage().captureHotkey(), HotkeysPage().clipboardTextHotkey()),
                  "Meta+Shift+1|Meta+Shift+2");
         config->setCaptureHotkey(seq(QStringLiteral("F5")));
-        config->setClipboardTextHotkey(seq(QStringLiteral("Ctrl+Alt+V")));
-        changed.clear();
-        QCOMPARE(HotkeysPage().warningText(),
-                 QStringLiteral("Invalid capture hotkey. Must include modifier (Ctrl/Cmd, Alt, or Shift)"));
-        QCOMPARE(changed.count(), 0);
-        QCOMPARE(config->captureHotkey(), seq(QStringLiteral("F5")));
-    }
-
-    void restoreDefaultsStoresAndAnnounces()
-    {
-        HotkeysPage page;
-        editor(&page, true)->setKeySequence(seq(QStringLiteral("F5")));
-        QSignalSpy spy(&page, &HotkeysPage::hotkeysChanged);
-        for (QPushButton *button : page.findChildren<QPushButton *>())
-            if (button->text() == QLatin1String("Restore Defaults"))
-                button->click();
-        QVERIFY(page.warningText().isEmpty() && spy.count() >= 1);
-        ConfigManager *config = ConfigManager::instance();
-        QCOMPARE(pair(config->captureHotkey(), config->clipboardTextHotkey()), "Meta+Shift+1|Meta+Shift+2");
-    }
-
-    void recordsOneCombinationOnly()
-    {
-        HotkeysPage page;
-        page.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&page));
-        QKeySequenceEdit *capture = editor(&page, true);
-        capture->setFocus();
-        QTest::keyClick(capture, Qt::Key_X, Qt::ControlModifier | Qt::AltModifier);
-        QTest::keyClick(capture, Qt::Key_Y, Qt::ControlModifier | Qt::AltModifier);
-        QTRY_COMPARE_WITH_TIMEOUT(ConfigManager::instance()->captureHotkey(),
-                                  seq(QStringLiteral("Ctrl+Alt+X")), 10000);
-        QCOMPARE(capture->keySequence(), seq(QStringLiteral("Ctrl+Alt+X")));
+        QSignalSpy changed(config, &ConfigManager::configChanged);
+        QVERIFY(HotkeysPage().warningText().startsWith(QLatin1String("Invalid capture hotkey")));
+        QVERIFY(changed.isEmpty() && config->captureHotkey() == seq(QStringLiteral("F5")));
     }
 
     void focusMovingBetweenEditorsReportsEditingUntilBothAreLeft()
@@ -160,19 +124,6 @@ private slots:
         editor(page, true)->setFocus();
         QTRY_VERIFY_WITH_TIMEOUT(reports.endsWith(true), 5000);
         QCOMPARE(reports.count(false), 1);
-    }
-
-    void warningFollowsTheInterfaceLanguage()
-    {
-        HotkeysPage page;
-        editor(&page, true)->setKeySequence(seq(QStringLiteral("Meta+Shift+2")));
-        QSignalSpy spy(&page, &HotkeysPage::hotkeysChanged);
-        LanguageManager::instance()->applyLanguage(QStringLiteral("zh-CN"));
-        const QString chinese = QCoreApplication::translate(
-            "HotkeysPage", "Clipboard hotkey was cleared due to conflict. Please set a different one.");
-        QVERIFY(!chinese.startsWith(QLatin1String("Clipboard")));
-        QTRY_COMPARE_WITH_TIMEOUT(page.warningText(), chinese, 5000);
-        QCOMPARE(spy.count(), 0); // re-showing the notice stores and announces nothing
     }
 };
 

@@ -1,7 +1,6 @@
 #include "LoopbackHttpServer.h"
 #include "config/ConfigManager.h"
 #include "i18n/LanguageManager.h"
-#include "ui/ThemeColors.h"
 #include "ui/preferences/AIProviderPage.h"
 #include "ui/preferences/AboutPage.h"
 #include "ui/preferences/GeneralPage.h"
@@ -28,68 +27,32 @@ bool showsLabel(QWidget *parent, const QString &text)
                        [&](QLabel *l) { return l->text() == text && !l->isHidden(); });
 }
 
-void usePalette(bool dark)
-{
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(dark ? 0x202020 : 0xefefef));
-    palette.setColor(QPalette::WindowText, QColor(dark ? 0xe0e0e0 : 0x101010));
-    QApplication::setPalette(palette);
-}
-
-bool followsTheme(QWidget *window, bool dark)
-{
-    const ThemeColors colors = vontrelThemeColorsFor(dark);
-    return window->styleSheet().contains(
-        QStringLiteral("QWidget#PreferencesWindow { background-color: %1; color: %2; }")
-            .arg(colors.windowBackground, colors.textPrimary));
-}
-
-QString zh(const char *context, const char *text)
-{
-    return QCoreApplication::translate(context, text);
-}
-
 QByteArray latest(const QByteArray &version)
 {
     return "{\"latest_version\":\"" + version + "\",\"download_url\":\"https://example.test/vontrel-" +
            version + "\"}";
 }
 
-ScriptedResponse heldJson(const QByteArray &body)
-{
-    return ScriptedResponse::json(200, QByteArray()).holdUntilReleased().send(body);
-}
-
-// Answers the modal message boxes a page opens: records each one and presses the named button (or closes it).
-class MessageBoxCatcher : public QObject
+// Answers the modal message boxes a page opens: records "title: text" and presses the named button.
+class MessageBoxCatcher : public QTimer
 {
 public:
-    struct Seen
-    {
-        QString title, text;
-        QMessageBox::Icon icon;
-    };
-    QList<Seen> seen;
-
+    QStringList seen;
     explicit MessageBoxCatcher(const QString &answer = QString())
     {
-        connect(&m_timer, &QTimer::timeout, this, [this, answer] {
+        connect(this, &QTimer::timeout, this, [this, answer] {
             auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-            if (!box || box == m_last)
+            if (!box || box->property("seen").toBool())
                 return;
-            m_last = box;
-            seen.append({box->windowTitle(), box->text(), box->icon()});
+            box->setProperty("seen", true);
+            seen << box->windowTitle() + QStringLiteral(": ") + box->text();
             for (QAbstractButton *button : box->buttons())
                 if (button->text() == answer)
                     return button->click();
             box->close();
         });
-        m_timer.start(5);
+        start(5);
     }
-
-private:
-    QTimer m_timer;
-    QPointer<QMessageBox> m_last;
 };
 
 } // namespace
@@ -124,7 +87,6 @@ private slots:
         m_server.releaseHeld();
         LanguageManager::instance()->applyLanguage(QStringLiteral("en"));
         ConfigManager::instance()->resetToDefaults();
-        usePalette(false);
         m_openedUrls.clear();
     }
 
@@ -132,97 +94,18 @@ private slots:
     {
         PreferencesWindow window;
         auto *sidebar = child<QListWidget>(&window, "PreferencesSidebar");
-        QStringList names;
-        for (int i = 0; i < sidebar->count(); ++i)
-            names << sidebar->item(i)->text();
-        QCOMPARE(names, QStringList({"General", "Hotkeys", "AI Provider", "AI Actions", "About"}));
+        QCOMPARE(sidebar->item(2)->text(), QStringLiteral("AI Provider"));
         sidebar->setCurrentRow(2);
         QCOMPARE(child<QStackedWidget>(&window, "PreferencesContent")->currentWidget(),
                  window.aiProviderPage());
         window.showPage(4);
         window.showPage(5); // out of range: ignored
-        QCOMPARE(sidebar->currentRow(), 4);
-
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         QVERIFY(!window.close()); // the close is refused: the window only hides
         QVERIFY(!window.isVisible());
         window.show();
         QCOMPARE(window.currentPage(), 4);
-    }
-
-    void windowFollowsLightAndDark()
-    {
-        PreferencesWindow window;
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QVERIFY(followsTheme(&window, false) && !window.styleSheet().contains(QLatin1Char('%')));
-        usePalette(true);
-        QTRY_VERIFY_WITH_TIMEOUT(followsTheme(&window, true), 5000);
-        usePalette(false);
-        QTRY_VERIFY_WITH_TIMEOUT(followsTheme(&window, false), 5000);
-    }
-
-    void windowForwardsHotkeysAndShowsRevertedPair()
-    {
-        PreferencesWindow window;
-        QSignalSpy hotkeys(&window, &PreferencesWindow::hotkeysChanged);
-        const QKeySequence chosen(Qt::CTRL | Qt::ALT | Qt::Key_X);
-        child<QKeySequenceEdit>(window.hotkeysPage(), "CaptureHotkeyEdit")->setKeySequence(chosen);
-        QCOMPARE(hotkeys.count(), 1);
-        QCOMPARE(hotkeys.at(0).at(1).value<QKeySequence>(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
-        // A reverted pair is shown as it is: not validated, stored or announced again.
-        window.setHotkeys(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1), QKeySequence());
-        QVERIFY(window.clipboardTextHotkey().isEmpty());
-        QCOMPARE(hotkeys.count(), 1);
-        QCOMPARE(ConfigManager::instance()->captureHotkey(), chosen);
-    }
-
-    void switchingToChineseRelabelsEverything()
-    {
-        ConfigManager::instance()->setTargetLanguage(QStringLiteral("German"));
-        m_updateAnswer = heldJson(latest("0.2.7"));
-        const int requests = m_server.requestCount();
-        PreferencesWindow window;
-        QSignalSpy ai(&window, &PreferencesWindow::aiSettingsChanged);
-        auto *update = child<QPushButton>(window.aboutPage(), "CheckForUpdatesButton");
-        MessageBoxCatcher catcher;
-        update->click(); // an update check is under way during the switch
-
-        // What start-up wires: a stored language is applied at once.
-        QObject context;
-        connect(ConfigManager::instance(), &ConfigManager::configChanged, &context,
-                [] { LanguageManager::instance()->applyLanguage(ConfigManager::instance()->uiLanguage()); });
-        auto *combo = window.generalPage()->findChild<QComboBox *>();
-        combo->setCurrentIndex(combo->findData(QStringLiteral("zh-CN")));
-        QVERIFY(zh("PreferencesWindow", "Preferences") != QLatin1String("Preferences"));
-        QTRY_COMPARE_WITH_TIMEOUT(window.windowTitle(), zh("PreferencesWindow", "Preferences"), 5000);
-        QCOMPARE(combo->currentText(), zh("GeneralPage", "Chinese"));
-        auto *target = child<QComboBox>(window.translationSettingsPage(), "TargetLanguageCombo");
-        QCOMPARE(target->currentText(), zh("TranslationSettingsPage", "German"));
-        QCOMPARE(target->currentData().toString(), QStringLiteral("German"));
-        QCOMPARE(ai.count(), 0);
-        QCOMPARE(update->text(), zh("AboutPage", "Checking..."));
-
-        QTRY_COMPARE_WITH_TIMEOUT(m_server.requestCount(), requests + 1, 20000);
-        m_server.releaseHeld();
-        QTRY_COMPARE_WITH_TIMEOUT(catcher.seen.size(), 1, 20000);
-        QCOMPARE(catcher.seen.at(0).text, zh("AboutPage", "You're up to date."));
-        QTRY_COMPARE_WITH_TIMEOUT(update->text(), zh("AboutPage", "Check for Updates"), 5000);
-    }
-
-    void generalLanguageCombo()
-    {
-        // Unknown codes show "Follow System" without storing anything.
-        const QList<std::pair<QString, QString>> rows = {
-            {"", ""}, {" zh-CN ", "zh-CN"}, {"en", "en"}, {"fr", ""}, {"zh_CN", ""}};
-        for (const auto &[configured, shown] : rows) {
-            ConfigManager::instance()->setUiLanguage(configured);
-            QSignalSpy changed(ConfigManager::instance(), &ConfigManager::configChanged);
-            GeneralPage page;
-            QCOMPARE(page.findChild<QComboBox *>()->currentData().toString(), shown);
-            QCOMPARE(changed.count(), 0);
-        }
     }
 
     void generalStartAtLoginFailureRevertsAndExplains()
@@ -234,64 +117,34 @@ private slots:
         QDir().mkpath(QFileInfo(autostart).path());
         QFile blocker(autostart);
         QVERIFY(blocker.open(QIODevice::WriteOnly));
-
         GeneralPage page;
         auto *box = page.findChild<QCheckBox *>();
         const QString failure = QStringLiteral("Failed to update system auto-start setting");
         page.setStartAtLogin(true);
         QVERIFY(!box->isChecked() && showsLabel(&page, failure));
         QCOMPARE(ConfigManager::instance()->startAtLogin(), false);
-
-        QVERIFY(blocker.remove());
-        box->click();
-        QCOMPARE(ConfigManager::instance()->startAtLogin(), true);
-        QVERIFY(!showsLabel(&page, failure));
-        QVERIFY(QFile::exists(autostart + QStringLiteral("/vontrel.desktop")));
-        box->click();
-        QVERIFY(!QFile::exists(autostart + QStringLiteral("/vontrel.desktop")));
-    }
-
-    void providerStoresAsTypedButNotOnOpening()
-    {
-        ConfigManager *config = ConfigManager::instance();
-        config->setModel(QStringLiteral("my-own-model"));
-        QFile::remove(ConfigManager::configFilePath());
-        AIProviderPage page;
-        auto *model = child<QComboBox>(&page, "ModelCombo");
-        QCOMPARE(model->currentText(), QStringLiteral("my-own-model"));
-        QVERIFY(!QFile::exists(ConfigManager::configFilePath()));
-
-        auto *url = child<QLineEdit>(&page, "ApiUrlEdit");
-        url->clear();
-        QTest::keyClicks(url, QStringLiteral(" http://127.0.0.1:9/v1 "));
-        QCOMPARE(config->apiUrl(), QStringLiteral(" http://127.0.0.1:9/v1 "));
-        QVERIFY(QFile::exists(ConfigManager::configFilePath()));
     }
 
     void providerConnectionTest_data()
     {
         QTest::addColumn<bool>("withUrl");
         QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("text");
-        const auto row = [](const char *name, bool withUrl, const char *key, const char *title,
-                            const char *text) {
-            QTest::newRow(name) << withUrl << QString::fromLatin1(key) << QString::fromLatin1(title)
-                                << QString::fromLatin1(text);
-        };
-        row("success", true, "sk-good", "Test Connection", "Connection successful! API is working.");
-        row("wrong key", true, "sk-wrong", "Test Connection Failed", "Failed to connect:\nNetwork error: ");
-        row("missing key", true, "", "Test Connection", "Please enter an API key first.");
-        row("missing url", false, "sk-good", "Test Connection Failed",
-            "Failed to configure client. Please check your settings.");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("success") << true << "sk-good"
+                                 << "Test Connection: Connection successful! API is working.";
+        QTest::newRow("wrong key") << true << "sk-wrong"
+                                   << "Test Connection Failed: Failed to connect:\nNetwork error: ";
+        QTest::newRow("missing key") << true << ""
+                                     << "Test Connection: Please enter an API key first.";
+        QTest::newRow("missing url")
+            << false << "sk-good"
+            << "Test Connection Failed: Failed to configure client. Please check your settings.";
     }
-
     void providerConnectionTest()
     {
         QFETCH(bool, withUrl);
         QFETCH(QString, key);
-        QFETCH(QString, title);
-        QFETCH(QString, text);
+        QFETCH(QString, message);
         const int before = m_server.requestCount();
         AIProviderPage page;
         child<QLineEdit>(&page, "ApiUrlEdit")->setText(withUrl ? m_server.baseUrl() : QString());
@@ -300,39 +153,22 @@ private slots:
         MessageBoxCatcher catcher;
         button->click();
         QTRY_COMPARE_WITH_TIMEOUT(catcher.seen.size(), 1, 20000);
-        QCOMPARE(catcher.seen.at(0).title, title);
-        QVERIFY2(catcher.seen.at(0).text.startsWith(text), qPrintable(catcher.seen.at(0).text));
+        QVERIFY2(catcher.seen.at(0).startsWith(message), qPrintable(catcher.seen.at(0)));
         QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 5000);
         const int asked = withUrl && !key.isEmpty() ? 1 : 0;
         QCOMPARE(m_server.requestCount(), before + asked);
         QVERIFY(!asked || m_server.requests().last().body.contains("Say 'Hello' and nothing else."));
     }
 
-    void actionsTargetLanguage()
+    void actionsTargetLanguageFallsBackToSystemLocale()
     {
-        // main() gives this process a French system locale.
-        const QList<std::pair<QString, QString>> rows = {
-            {"", "French"}, {"Korean", "Korean"}, {"Dutch", "Chinese"}};
-        ConfigManager *config = ConfigManager::instance();
-        for (const auto &[configured, shown] : rows) {
-            config->setTargetLanguage(configured);
-            QFile::remove(ConfigManager::configFilePath());
-            TranslationSettingsPage page;
-            QCOMPARE(child<QComboBox>(&page, "TargetLanguageCombo")->currentData().toString(), shown);
-            QVERIFY(!QFile::exists(ConfigManager::configFilePath())); // untouched until a change
-            child<QTextEdit>(&page, "SystemPromptEdit")->setPlainText(QStringLiteral("Into {lang}."));
-            QCOMPARE(config->targetLanguage(), shown); // any edit stores both fields as shown
-            QCOMPARE(config->systemPrompt(), QStringLiteral("Into {lang}."));
-        }
-    }
-
-    void actionsEmptiedPromptIsStoredEmptyAndShownAsDefault()
-    {
-        child<QTextEdit>(std::make_unique<TranslationSettingsPage>().get(), "SystemPromptEdit")->clear();
-        QCOMPARE(ConfigManager::instance()->systemPrompt(), QString());
-        TranslationSettingsPage reopened;
-        QCOMPARE(child<QTextEdit>(&reopened, "SystemPromptEdit")->toPlainText(),
-                 ConfigManager::defaultSystemPrompt());
+        ConfigManager::instance()->setTargetLanguage(QString()); // main() gives a French system locale
+        QFile::remove(ConfigManager::configFilePath());
+        TranslationSettingsPage page;
+        QCOMPARE(child<QComboBox>(&page, "TargetLanguageCombo")->currentData().toString(), "French");
+        QVERIFY(!QFile::exists(ConfigManager::configFilePath())); // untouched until a change
+        child<QTextEdit>(&page, "SystemPromptEdit")->setPlainText(QStringLiteral("Into {lang}."));
+        QCOMPARE(ConfigManager::instance()->targetLanguage(), "French"); // any edit stores both as shown
     }
 
     void aboutUpdateCheck_data()
@@ -343,13 +179,11 @@ private slots:
         const QString available = QStringLiteral("Update Available: A new version is available: 0.3.0");
         QTest::newRow("newer, download") << latest("0.3.0") << QStringLiteral("Download") << available;
         QTest::newRow("newer, later") << latest("0.3.0") << QStringLiteral("Later") << available;
-        QTest::newRow("newer, window closed") << latest("0.3.0") << QString() << available;
         QTest::newRow("up to date") << latest("0.2.7") << QString()
                                     << QStringLiteral("Check for Updates: You're up to date.");
         QTest::newRow("failure") << QByteArray("{\"latest_version\":\"v0.3\"}") << QString()
                                  << QStringLiteral("Check for Updates: Update check failed: missing fields");
     }
-
     void aboutUpdateCheck()
     {
         QFETCH(QByteArray, body);
@@ -362,34 +196,11 @@ private slots:
         MessageBoxCatcher catcher(answer);
         button->click();
         QVERIFY(!button->isEnabled());
-        QTRY_COMPARE_WITH_TIMEOUT(catcher.seen.size(), 1, 20000);
-        QCOMPARE(catcher.seen.at(0).title + QStringLiteral(": ") + catcher.seen.at(0).text, text);
+        QTRY_COMPARE_WITH_TIMEOUT(catcher.seen, QStringList(text), 20000);
         QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 5000);
         QCOMPARE(button->text(), QStringLiteral("Check for Updates"));
         const QList<QUrl> expected = {QUrl(QStringLiteral("https://example.test/vontrel-0.3.0"))};
         QCOMPARE(m_openedUrls, answer == QLatin1String("Download") ? expected : QList<QUrl>());
-    }
-
-    void aboutIgnoresChecksStartedElsewhere()
-    {
-        m_updateAnswer = heldJson(latest("0.3.0"));
-        const int requests = m_server.requestCount();
-        UpdateChecker *checker = UpdateChecker::instance();
-        QSignalSpy succeeded(checker, &UpdateChecker::checkSucceeded);
-        AboutPage page;
-        checker->checkNow(); // as the tray menu does
-        MessageBoxCatcher catcher;
-        child<QPushButton>(&page, "CheckForUpdatesButton")->click();
-        QTRY_COMPARE_WITH_TIMEOUT(catcher.seen.size(), 1, 20000);
-        QCOMPARE(catcher.seen.at(0).text, QStringLiteral("Update check already in progress"));
-        QCOMPARE(catcher.seen.at(0).icon, QMessageBox::Warning);
-
-        // The tray's own answer is not shown by the page (its boxes would be modal and synchronous).
-        QTRY_COMPARE_WITH_TIMEOUT(m_server.requestCount(), requests + 1, 20000);
-        m_server.releaseHeld();
-        QVERIFY(succeeded.wait(20000));
-        QVERIFY(!QApplication::activeModalWidget());
-        QCOMPARE(catcher.seen.size(), 1);
     }
 
 private:

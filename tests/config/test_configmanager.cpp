@@ -221,12 +221,6 @@ private slots:
                                 << "English";
         QTest::newRow("Traditional Chinese") << "zh-TW"
                                              << "Chinese";
-        QTest::newRow("Brazilian Portuguese") << "pt-BR"
-                                              << "Portuguese";
-        QTest::newRow("Japanese") << "ja-JP"
-                                  << "Japanese";
-        QTest::newRow("English") << "en-GB"
-                                 << "English";
         QTest::newRow("Dutch") << "nl-NL"
                                << "English";
     }

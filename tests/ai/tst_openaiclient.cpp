@@ -7,6 +7,8 @@
 #include <QSysInfo>
 #include <QTest>
 
+#include <atomic>
+
 Q_DECLARE_METATYPE(ScriptedResponse)
 
 namespace {
@@ -177,11 +179,19 @@ private slots:
             << hello << "API error: Rate limit reached";
         QTest::newRow("401") << ScriptedResponse::json(401, "{\"error\":{\"message\":\"Incorrect API key\"}}")
                              << QStringList() << "Network error: *";
+        QTest::newRow("429") << ScriptedResponse::json(429, "{\"error\":{\"message\":\"Rate limit\"}}")
+                             << QStringList() << "Network error: *";
         QTest::newRow("500 with data lines") << ScriptedResponse::json(500, "data: {\"choices\":[]}\n\n")
                                              << QStringList() << "Network error: *";
         QTest::newRow("reset mid-stream")
             << ScriptedResponse::sse().send(Sse::delta("Hello")).pause(20).resetConnection() << hello
             << "Network error: *";
+        const QByteArray longLine = "data: " + QByteArray(OpenAIClient::kMaxPendingLineBytes + 1024, 'x');
+        QTest::newRow("line over 16 MiB")
+            << ScriptedResponse::sse()
+                   .send(Sse::delta("Hello"))
+                   .sendInPieces(longLine, 1 << 20, 1 << 20, 1, 0)
+            << hello << "Invalid response: a line of the event stream exceeds 16 MiB";
     }
 
     void streamFailure()
@@ -229,6 +239,29 @@ private slots:
         QCOMPARE(client.complete(QStringLiteral("p")), QString());
         QCOMPARE(client.lastError(), kNotConfigured);
         QCOMPARE(m_server->requestCount(), 0);
+    }
+
+    void cancelDuringWarmUpSendsNothing()
+    {
+        static std::atomic<bool> cancelLogged{false};
+        static QtMessageHandler previous = nullptr;
+        previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+                if (text.contains(QLatin1String("Request cancelled during connection setup")))
+                    cancelLogged = true;
+                previous(type, context, text);
+            });
+        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
+        QSignalSpy finished(&client, &OpenAIClient::streamingFinished);
+        QSignalSpy failed(&client, &OpenAIClient::streamingError);
+        client.completeStreaming(QStringLiteral("p"));
+        client.cancelRequest();
+        const bool logged = QTest::qWaitFor([] { return cancelLogged.load(); }, 10000);
+        qInstallMessageHandler(previous);
+        QVERIFY(logged);
+        QCoreApplication::processEvents();
+        QCOMPARE(m_server->requestCount(), 0);
+        QCOMPARE(finished.count() + failed.count(), 0);
     }
 
     void newRequestReplacesRunningStream()

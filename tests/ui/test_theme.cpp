@@ -41,38 +41,25 @@ private slots:
 
     void tintKeepsAlpha()
     {
-        const QString path = QStringLiteral(":/icons/copy.svg");
-        QSvgRenderer renderer(path);
-        QVERIFY(renderer.isValid());
+        QSvgRenderer renderer(QStringLiteral(":/icons/copy.svg"));
         QImage reference(renderer.defaultSize(), QImage::Format_ARGB32);
         reference.fill(Qt::transparent);
-        {
-            QPainter painter(&reference);
-            renderer.render(&painter);
-        }
-
+        QPainter painter(&reference);
+        renderer.render(&painter);
+        painter.end();
         const QColor tint(QStringLiteral("#d64545"));
-        const QIcon icon = tintedMenuIcon(path, tint);
-        QVERIFY(!icon.isNull());
-        const QImage tinted =
-            icon.pixmap(renderer.defaultSize()).toImage().convertToFormat(QImage::Format_ARGB32);
-        QCOMPARE(tinted.size(), reference.size());
-
-        int covered = 0;
-        for (int y = 0; y < tinted.height(); ++y) {
-            for (int x = 0; x < tinted.width(); ++x) {
-                const QColor want = reference.pixelColor(x, y);
-                const QColor got = tinted.pixelColor(x, y);
-                QVERIFY(qAbs(got.alpha() - want.alpha()) <= 1);
-                if (got.alpha() > 128) {
-                    ++covered;
-                    QVERIFY(qAbs(got.red() - tint.red()) <= 2);
-                    QVERIFY(qAbs(got.green() - tint.green()) <= 2);
-                    QVERIFY(qAbs(got.blue() - tint.blue()) <= 2);
-                }
-            }
+        const QImage tinted = tintedMenuIcon(QStringLiteral(":/icons/copy.svg"), tint)
+                                  .pixmap(renderer.defaultSize())
+                                  .toImage()
+                                  .convertToFormat(QImage::Format_ARGB32);
+        // Same coverage as the SVG, and every covered pixel in the tint colour.
+        QCOMPARE(tinted.convertToFormat(QImage::Format_Alpha8),
+                 reference.convertToFormat(QImage::Format_Alpha8));
+        for (int i = 0; i < tinted.width() * tinted.height(); ++i) {
+            const QColor pixel = tinted.pixelColor(i % tinted.width(), i / tinted.width());
+            if (pixel.alpha() == 255)
+                QCOMPARE(pixel.name(), tint.name());
         }
-        QVERIFY(covered > 0);
     }
 };
 

@@ -33,8 +33,9 @@ public:
     }
     void ungrab(KeySym keysym, quint16 modifiers)
     {
-        xcb_ungrab_key(m_conn, keycode(keysym), root(), modifiers);
-        xcb_flush(m_conn);
+        // Checked, so the server has done it before another client asks for the same keys.
+        std::free(
+            xcb_request_check(m_conn, xcb_ungrab_key_checked(m_conn, keycode(keysym), root(), modifiers)));
     }
 
 private:

@@ -17,7 +17,8 @@ namespace {
 
 constexpr quint16 SuperShift = XCB_MOD_MASK_4 | XCB_MOD_MASK_SHIFT;
 
-// Another client on the same server: grab() gives 0 or the X error code.
+// Another client on the same server: grab() gives 0 or the X error code; ungrab() returns once the server
+// has done it, so a grab by another client cannot overtake it.
 class OtherClient
 {
 public:
@@ -33,7 +34,6 @@ public:
     }
     void ungrab(KeySym keysym, quint16 modifiers)
     {
-        // Checked, so the server has done it before another client asks for the same keys.
         std::free(
             xcb_request_check(m_conn, xcb_ungrab_key_checked(m_conn, keycode(keysym), root(), modifiers)));
     }

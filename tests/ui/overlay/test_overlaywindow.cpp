@@ -5,6 +5,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QLabel>
+#include <QMouseEvent>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -161,6 +163,71 @@ private slots:
         if (clipboard != QLatin1String("-"))
             QTRY_COMPARE(QToolTip::text(), QStringLiteral("Copied"));
         QToolTip::hideText();
+    }
+
+    void contentIsInertWhileHidden()
+    {
+        QVERIFY(open(OverlayWindow::TextMode));
+        QSignalSpy closed(w.get(), &OverlayWindow::closed);
+        enterState(QStringLiteral("PA"));
+        w->hide();
+        w->hide();
+        QCOMPARE(closed.count(), 1);
+        w->appendTranslation(QStringLiteral(" late"));
+        w->setError(QStringLiteral("late error"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("done"));
+        // Shown again (a retry), it takes content again and reports its next hiding again.
+        w->show();
+        w->setError(QStringLiteral("failed"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("failed"));
+        w->close();
+        QCOMPARE(closed.count(), 2);
+    }
+
+    void pinningEmitsOncePerChange()
+    {
+        w = std::make_unique<OverlayWindow>();
+        QSignalSpy pinned(w.get(), &OverlayWindow::pinStateChanged);
+        w->setPinned(true);
+        w->setPinned(true);
+        part<QPushButton>("pinButton")->click();
+        QCOMPARE(pinned.count(), 2);
+        QVERIFY(!pinned.at(1).at(0).toBool());
+    }
+
+    void dragOnlyFromBackground_data()
+    {
+        QTest::addColumn<QString>("where");
+        QTest::addColumn<bool>("moves");
+        QTest::newRow("left margin") << "margin" << true;
+        QTest::newRow("source text area") << "source" << false;
+        QTest::newRow("result text area") << "result" << false;
+    }
+    void dragOnlyFromBackground()
+    {
+        QFETCH(QString, where);
+        QVERIFY(open(OverlayWindow::TextMode));
+        enterState(QStringLiteral("PAp"));
+        w->move(100, 50);
+        QTRY_COMPARE(w->pos(), QPoint(100, 50));
+        const QPoint at = where == QLatin1String("margin")   ? QPoint(8, w->height() / 2)
+                          : where == QLatin1String("source") ? source()->geometry().center()
+                                                             : view()->geometry().center();
+        // As the window system delivers them: to the widget under the pointer, with a global position that
+        // does not move with the window being dragged.
+        QWidget *target = w->childAt(at) ? w->childAt(at) : w.get();
+        const QPoint origin = w->mapToGlobal(QPoint(0, 0));
+        auto send = [&](QEvent::Type type, const QPoint &offset, Qt::MouseButtons buttons) {
+            const QPointF local = target->mapFrom(w.get(), at + offset);
+            QMouseEvent event(type, local, local, origin + at + offset, Qt::LeftButton, buttons,
+                              Qt::NoModifier);
+            QApplication::sendEvent(target, &event);
+        };
+        send(QEvent::MouseButtonPress, QPoint(), Qt::LeftButton);
+        send(QEvent::MouseMove, QPoint(15, 10), Qt::LeftButton);
+        send(QEvent::MouseMove, QPoint(30, 20), Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, QPoint(30, 20), Qt::NoButton);
+        QTEST(w->pos() != QPoint(100, 50), "moves");
     }
 
     void enterKey_data()

@@ -125,6 +125,23 @@ private slots:
         QCOMPARE(ConfigManager::instance()->startAtLogin(), false);
     }
 
+    void providerStoresAsTypedButNotOnOpening()
+    {
+        ConfigManager *config = ConfigManager::instance();
+        config->setModel(QStringLiteral("my-own-model"));
+        QFile::remove(ConfigManager::configFilePath());
+        AIProviderPage page;
+        auto *model = child<QComboBox>(&page, "ModelCombo");
+        QCOMPARE(model->currentText(), QStringLiteral("my-own-model"));
+        QVERIFY(!QFile::exists(ConfigManager::configFilePath()));
+
+        auto *url = child<QLineEdit>(&page, "ApiUrlEdit");
+        url->clear();
+        QTest::keyClicks(url, QStringLiteral(" http://127.0.0.1:9/v1 "));
+        QCOMPARE(config->apiUrl(), QStringLiteral(" http://127.0.0.1:9/v1 "));
+        QVERIFY(QFile::exists(ConfigManager::configFilePath()));
+    }
+
     void providerConnectionTest_data()
     {
         QTest::addColumn<bool>("withUrl");

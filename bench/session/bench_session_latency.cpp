@@ -14,7 +14,7 @@
 #include "platform/ClipboardService.h"
 #include "platform/HotkeyManager.h"
 #include "session/SessionController.h"
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QDir>
@@ -58,7 +58,7 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         if (event->type() == QEvent::Expose && exposedNs < 0) {
-            OverlayWindow *window = m_controller->currentWindow();
+            ResultWindow *window = m_controller->currentWindow();
             if (window && watched == window->windowHandle() && window->windowHandle()->isExposed())
                 exposedNs = g_clock.nsecsElapsed();
         }

@@ -11,7 +11,7 @@
 #include "platform/ISelectedTextProvider.h"
 #include "platform/PermissionGuideDialog.h"
 #include "platform/Permissions.h"
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QClipboard>
 #include <QDebug>
@@ -72,18 +72,18 @@ SessionController::~SessionController()
     // Deleted at once rather than deferred: the event loop has usually ended when the controller goes, and
     // windows scheduled for deletion then would never be freed. Disconnected first, so that hiding a visible
     // window does not call back into a controller that is being destroyed.
-    QList<OverlayWindow *> windows = m_pinnedWindows;
+    QList<ResultWindow *> windows = m_pinnedWindows;
     if (m_currentWindow && !windows.contains(m_currentWindow.data()))
         windows.append(m_currentWindow.data());
     m_pinnedWindows.clear();
     m_currentWindow.clear();
-    for (OverlayWindow *window : std::as_const(windows)) {
+    for (ResultWindow *window : std::as_const(windows)) {
         window->disconnect(this);
         delete window;
     }
 }
 
-OverlayWindow *SessionController::currentWindow() const
+ResultWindow *SessionController::currentWindow() const
 {
     return m_currentWindow.data();
 }
@@ -146,7 +146,7 @@ void SessionController::onHotkeyTriggered(int hotkeyId)
     ++m_sessionGeneration;
 
     if (m_currentWindow && !m_currentWindow->isPinned()) {
-        OverlayWindow *window = m_currentWindow.data();
+        ResultWindow *window = m_currentWindow.data();
         m_closingCurrentWindow = true;
         window->hide();
         window->deleteLater();
@@ -168,7 +168,7 @@ void SessionController::onHotkeyTriggered(int hotkeyId)
         return;
     }
 
-    m_currentWindow = createOverlayWindow();
+    m_currentWindow = createResultWindow();
 
     switch (hotkeyId) {
     case HotkeyManager::ClipboardTextHotkey:
@@ -240,7 +240,7 @@ void SessionController::processText(const QString &text)
     setState(WaitingAction);
     if (!m_currentWindow)
         return;
-    m_currentWindow->setMode(OverlayWindow::TextMode);
+    m_currentWindow->setMode(ResultWindow::TextMode);
     m_currentWindow->showTranslation(false);
     m_currentWindow->clearTranslation();
     m_currentWindow->setSourceEditable(true);
@@ -302,7 +302,7 @@ void SessionController::startClipboardImageSession()
         }
     }
     if (m_currentWindow) {
-        m_currentWindow->setMode(OverlayWindow::MessageMode);
+        m_currentWindow->setMode(ResultWindow::MessageMode);
         m_currentWindow->setMessageText(tr("No image in clipboard"));
     }
     showOverlay();
@@ -320,7 +320,7 @@ void SessionController::startClipboardTextSession()
     setState(WaitingAction);
     if (!m_currentWindow)
         return;
-    m_currentWindow->setMode(OverlayWindow::TextMode);
+    m_currentWindow->setMode(ResultWindow::TextMode);
     m_currentWindow->showTranslation(false);
     m_currentWindow->clearTranslation();
     qInfo().noquote() << "SessionController: Using copy-based selection strategy";
@@ -364,25 +364,25 @@ QString SessionController::generateWindowId()
     return QStringLiteral("window_%1").arg(m_nextWindowNumber++);
 }
 
-OverlayWindow *SessionController::createOverlayWindow()
+ResultWindow *SessionController::createResultWindow()
 {
-    auto *window = new OverlayWindow();
+    auto *window = new ResultWindow();
     window->windowId = generateWindowId();
-    connect(window, &OverlayWindow::translateRequested, this, &SessionController::onTranslateRequested);
-    connect(window, &OverlayWindow::stopRequested, this, &SessionController::onStopRequested);
-    connect(window, &OverlayWindow::closed, this, &SessionController::onOverlayClosed);
-    connect(window, &OverlayWindow::pinStateChanged, this, &SessionController::onWindowPinStateChanged);
-    connect(window, &OverlayWindow::retryRequested, this, &SessionController::onRetryRequested);
+    connect(window, &ResultWindow::translateRequested, this, &SessionController::onTranslateRequested);
+    connect(window, &ResultWindow::stopRequested, this, &SessionController::onStopRequested);
+    connect(window, &ResultWindow::closed, this, &SessionController::onOverlayClosed);
+    connect(window, &ResultWindow::pinStateChanged, this, &SessionController::onWindowPinStateChanged);
+    connect(window, &ResultWindow::retryRequested, this, &SessionController::onRetryRequested);
     if (ConfigManager::instance()->pinOverlayByDefault())
         window->setPinned(true);
     return window;
 }
 
-OverlayWindow *SessionController::findWindowById(const QString &windowId) const
+ResultWindow *SessionController::findWindowById(const QString &windowId) const
 {
     if (m_currentWindow && m_currentWindow->windowId == windowId)
         return m_currentWindow.data();
-    for (OverlayWindow *window : m_pinnedWindows) {
+    for (ResultWindow *window : m_pinnedWindows) {
         if (window->windowId == windowId)
             return window;
     }
@@ -404,7 +404,7 @@ void SessionController::showOverlay()
 
 void SessionController::onWindowPinStateChanged(bool pinned)
 {
-    auto *window = qobject_cast<OverlayWindow *>(sender());
+    auto *window = qobject_cast<ResultWindow *>(sender());
     if (!window)
         return;
     if (pinned) {
@@ -423,7 +423,7 @@ void SessionController::onOverlayClosed()
 {
     if (m_closingCurrentWindow)
         return;
-    auto *window = qobject_cast<OverlayWindow *>(sender());
+    auto *window = qobject_cast<ResultWindow *>(sender());
     if (!window) {
         qInfo().noquote() << "SessionController: Overlay closed (unknown sender)";
         reset();
@@ -452,7 +452,7 @@ void SessionController::runOcr(const QImage &image)
     setState(OCRing);
 
     if (m_currentWindow) {
-        m_currentWindow->setMode(OverlayWindow::CaptureMode);
+        m_currentWindow->setMode(ResultWindow::CaptureMode);
         m_currentWindow->setPreviewImage(image);
         m_currentWindow->showTranslation(false);
         m_currentWindow->clearTranslation();
@@ -513,7 +513,7 @@ void SessionController::onOcrError(const QString &message)
 void SessionController::runAiAction(ActionService::ActionType type, const QString &text,
                                     const QString &windowId)
 {
-    OverlayWindow *window = findWindowById(windowId);
+    ResultWindow *window = findWindowById(windowId);
     if (!m_actionService) {
         if (window)
             window->setError(tr("AI service not available"));
@@ -572,7 +572,7 @@ void SessionController::cleanupWorker(const QString &windowId)
 
 void SessionController::onAiStreamingChunk(const QString &windowId, const QString &chunk)
 {
-    if (OverlayWindow *window = findWindowById(windowId))
+    if (ResultWindow *window = findWindowById(windowId))
         window->appendTranslation(chunk);
 }
 
@@ -580,7 +580,7 @@ void SessionController::onAiStreamingFinished(const QString &windowId, const QSt
 {
     qInfo().noquote() << "SessionController: AI streaming finished for window" << windowId
                       << "total length:" << fullResponse.length();
-    if (OverlayWindow *window = findWindowById(windowId))
+    if (ResultWindow *window = findWindowById(windowId))
         window->setProcessing(false);
     cleanupWorker(windowId);
     if (m_workers.isEmpty())
@@ -590,7 +590,7 @@ void SessionController::onAiStreamingFinished(const QString &windowId, const QSt
 void SessionController::onAiStreamingError(const QString &windowId, const QString &message)
 {
     qWarning().noquote() << "SessionController: AI streaming error for window" << windowId << ":" << message;
-    if (OverlayWindow *window = findWindowById(windowId)) {
+    if (ResultWindow *window = findWindowById(windowId)) {
         window->setProcessing(false);
         window->setError(tr("AI failed: %1").arg(message));
     }
@@ -602,7 +602,7 @@ void SessionController::onAiStreamingError(const QString &windowId, const QStrin
 void SessionController::onTranslateRequested(const QString &text)
 {
     qInfo().noquote() << "SessionController: Translate requested, text length:" << text.length();
-    auto *window = qobject_cast<OverlayWindow *>(sender());
+    auto *window = qobject_cast<ResultWindow *>(sender());
     if (!window) {
         qWarning().noquote() << "SessionController: Cannot identify window for translate request";
         return;
@@ -621,7 +621,7 @@ void SessionController::onTranslateRequested(const QString &text)
 
 void SessionController::onStopRequested()
 {
-    auto *window = qobject_cast<OverlayWindow *>(sender());
+    auto *window = qobject_cast<ResultWindow *>(sender());
     if (!window)
         return;
     if (StreamingAiWorker *worker = m_workers.value(window->windowId)) {
@@ -640,7 +640,7 @@ void SessionController::onStopRequested()
 void SessionController::onRetryRequested()
 {
     qInfo().noquote() << "SessionController: Retry requested";
-    auto *window = qobject_cast<OverlayWindow *>(sender());
+    auto *window = qobject_cast<ResultWindow *>(sender());
     if (m_lastActionText.isEmpty() || !window)
         return;
     runAiAction(m_lastActionType, m_lastActionText, window->windowId);
@@ -686,7 +686,7 @@ void SessionController::startCopySelectionFallback()
         m_clipboardService->restore(m_clipboardSnapshot);
         m_copyFallbackActive = false;
         if (m_currentWindow) {
-            m_currentWindow->setMode(OverlayWindow::MessageMode);
+            m_currentWindow->setMode(ResultWindow::MessageMode);
             m_currentWindow->setMessageText(
                 tr("Failed to simulate copy to read selected text. Please copy manually or type directly."));
             showOverlay();

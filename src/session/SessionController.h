@@ -17,7 +17,7 @@ class HotkeyManager;
 class IOcrProvider;
 class ISelectedTextProvider;
 class OcrWorkerResult;
-class OverlayWindow;
+class ResultWindow;
 class StreamingAiWorker;
 
 // Turns a hotkey (or a tray entry) into a session: opens a result window, obtains the input (a screen region,
@@ -62,8 +62,8 @@ public:
     // What a caller (and a test) can observe of the running session.
     InputSource inputSource() const { return m_inputSource; }
     QString sourceText() const { return m_sourceText; }
-    OverlayWindow *currentWindow() const;
-    QList<OverlayWindow *> pinnedWindows() const { return m_pinnedWindows; }
+    ResultWindow *currentWindow() const;
+    QList<ResultWindow *> pinnedWindows() const { return m_pinnedWindows; }
     quint64 sessionGeneration() const { return m_sessionGeneration; }
     bool isCopyFallbackActive() const { return m_copyFallbackActive; }
     int runningRequestCount() const { return static_cast<int>(m_workers.size()); }
@@ -100,8 +100,8 @@ private:
     void processText(const QString &text);
     void showOverlay();
     QString generateWindowId();
-    OverlayWindow *createOverlayWindow();
-    OverlayWindow *findWindowById(const QString &windowId) const;
+    ResultWindow *createResultWindow();
+    ResultWindow *findWindowById(const QString &windowId) const;
     void runOcr(const QImage &image);
     void runAiAction(ActionService::ActionType type, const QString &text, const QString &windowId);
     void cleanupWorker(const QString &windowId);
@@ -126,8 +126,8 @@ private:
     ClipboardService *m_clipboardService = nullptr;
     ISelectedTextProvider *m_selectedTextProvider = nullptr;
     HotkeyManager *m_hotkeyManager = nullptr;
-    QPointer<OverlayWindow> m_currentWindow;
-    QList<OverlayWindow *> m_pinnedWindows;
+    QPointer<ResultWindow> m_currentWindow;
+    QList<ResultWindow *> m_pinnedWindows;
     IOcrProvider *m_ocrProvider = nullptr;
     ActionService *m_actionService = nullptr;
     QHash<QString, StreamingAiWorker *> m_workers;

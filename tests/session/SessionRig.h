@@ -12,7 +12,7 @@
 #include "platform/HotkeyManager.h"
 #include "platform/ISelectedTextProvider.h"
 #include "session/SessionController.h"
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -70,9 +70,9 @@ struct SessionRig
     }
 
     // Waits for a current window other than `old` to show.
-    OverlayWindow *waitForNewWindow(OverlayWindow *old = nullptr, int bound = 20000)
+    ResultWindow *waitForNewWindow(ResultWindow *old = nullptr, int bound = 20000)
     {
-        OverlayWindow *window = nullptr;
+        ResultWindow *window = nullptr;
         auto shown = [&] {
             return (window = controller->currentWindow()) && window != old && window->isVisible();
         };

@@ -71,7 +71,7 @@ private slots:
 
 private:
     bool ownClipboard(const QList<QPair<QString, QByteArray>> &formats);
-    OverlayWindow *press(const QString &keys);
+    ResultWindow *press(const QString &keys);
 
     QTemporaryDir m_files;
     std::unique_ptr<SessionRig> m_rig;
@@ -109,9 +109,9 @@ bool TestSessionX11::ownClipboard(const QList<QPair<QString, QByteArray>> &forma
     return m_clipboardOwner->start(arguments);
 }
 
-OverlayWindow *TestSessionX11::press(const QString &keys)
+ResultWindow *TestSessionX11::press(const QString &keys)
 {
-    QPointer<OverlayWindow> old = m_rig->controller->currentWindow();
+    QPointer<ResultWindow> old = m_rig->controller->currentWindow();
     return xdotool({"key", keys}) ? m_rig->waitForNewWindow(old, kBound) : nullptr;
 }
 
@@ -125,7 +125,7 @@ void TestSessionX11::selectionInAnotherClient()
     m_textWindow = std::make_unique<HelperProcess>();
     QVERIFY(m_textWindow->start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen, liebe Welt")}));
 
-    OverlayWindow *window = press(kTextHotkey);
+    ResultWindow *window = press(kTextHotkey);
     QVERIFY(window);
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->promptInput(), QStringLiteral("Guten Morgen, liebe Welt"));
@@ -136,7 +136,7 @@ void TestSessionX11::selectionInAnotherClient()
 void TestSessionX11::emptyClipboardOpensWindowToType()
 {
     QVERIFY(clipboardTargets().isEmpty());
-    OverlayWindow *window = press(kTextHotkey);
+    ResultWindow *window = press(kTextHotkey);
     QVERIFY(window);
     QCOMPARE(window->getSourceText(), QString());
     QCOMPARE(m_rig->controller->state(), SessionController::WaitingAction);
@@ -176,7 +176,7 @@ void TestSessionX11::captureRecognisesRegion()
     QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
     QElapsedTimer sinceText;
     sinceText.start();
-    OverlayWindow *window = m_rig->controller->currentWindow();
+    ResultWindow *window = m_rig->controller->currentWindow();
     QCOMPARE(m_rig->server.requestCount(), 0);
     const QString recognised = window->getSourceText();
     QVERIFY2(recognised.contains(QStringLiteral("rivers carry bright")), qPrintable(recognised));
@@ -195,7 +195,7 @@ void TestSessionX11::hotkeyDuringStreamingAndPinnedRetry()
 
     // The first request fails; the user pins its window and moves it aside.
     m_rig->server.setFallback(stream({}, false, QStringLiteral("model overloaded")));
-    QPointer<OverlayWindow> first = press(kTextHotkey);
+    QPointer<ResultWindow> first = press(kTextHotkey);
     QVERIFY(first);
     QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(),
                               QStringLiteral("AI failed: API error: model overloaded"), kBound);
@@ -204,13 +204,13 @@ void TestSessionX11::hotkeyDuringStreamingAndPinnedRetry()
     first->move(20, 650);
 
     m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
-    QPointer<OverlayWindow> second = press(kTextHotkey);
+    QPointer<ResultWindow> second = press(kTextHotkey);
     QVERIFY(second);
     QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("partial"), kBound);
 
     // A press during the stream cancels it and discards its window; the pinned window stays.
     m_rig->server.setFallback(stream({QStringLiteral("third answer")}));
-    OverlayWindow *third = press(kTextHotkey);
+    ResultWindow *third = press(kTextHotkey);
     QVERIFY(third && third != first);
     QTRY_VERIFY_WITH_TIMEOUT(second.isNull(), kBound);
     QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("third answer"), kBound);
@@ -230,7 +230,7 @@ void TestSessionX11::clipboardTextStopAndUnconfigured()
     QVERIFY(ownClipboard({{"text/plain", "  spaced clipboard text \n"}}));
     const QMap<QString, QByteArray> before = clipboardContents();
     m_rig->server.setFallback(stream({QStringLiteral("half an answer")}, true));
-    QPointer<OverlayWindow> window = press(kTextHotkey);
+    QPointer<ResultWindow> window = press(kTextHotkey);
     QVERIFY(window);
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("half an answer"), kBound);
     QCOMPARE(m_rig->promptInput(), QStringLiteral("  spaced clipboard text \n"));
@@ -243,7 +243,7 @@ void TestSessionX11::clipboardTextStopAndUnconfigured()
     QCOMPARE(m_rig->controller->runningRequestCount(), 0);
 
     ConfigManager::instance()->setApiKey(QString());
-    OverlayWindow *unconfigured = press(kTextHotkey);
+    ResultWindow *unconfigured = press(kTextHotkey);
     QVERIFY(unconfigured);
     QTRY_VERIFY_WITH_TIMEOUT(window.isNull(), kBound);
     QTRY_COMPARE_WITH_TIMEOUT(unconfigured->getTranslation(),

@@ -62,7 +62,7 @@ private slots:
     void recognitionOutcomes();
 
 private:
-    OverlayWindow *pressAndWait(int hotkey);
+    ResultWindow *pressAndWait(int hotkey);
     void setCopy(std::function<bool()> sender) { CopyShortcut::setSenderForTesting(std::move(sender)); }
 
     std::unique_ptr<SessionRig> m_rig;
@@ -86,9 +86,9 @@ void TestSessionController::cleanup()
     Permissions::setProbesForTesting({}, {});
 }
 
-OverlayWindow *TestSessionController::pressAndWait(int hotkey)
+ResultWindow *TestSessionController::pressAndWait(int hotkey)
 {
-    QPointer<OverlayWindow> old = m_rig->controller->currentWindow();
+    QPointer<ResultWindow> old = m_rig->controller->currentWindow();
     m_rig->controller->onHotkeyTriggered(hotkey);
     return m_rig->waitForNewWindow(old, kBound);
 }
@@ -104,7 +104,7 @@ void TestSessionController::lateCopyIsUndone()
         return true;
     });
     QSignalSpy changes(&m_rig->clipboard, &ClipboardService::clipboardChanged);
-    OverlayWindow *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    ResultWindow *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(window);
     QCOMPARE(window->getSourceText(), QStringLiteral("original"));
     QTRY_VERIFY_WITH_TIMEOUT(changes.size() >= 2, kBound); // the late copy landed and was undone
@@ -123,10 +123,10 @@ void TestSessionController::secondPressTakesOverWaitingFallback()
         return true;
     });
     m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
-    QPointer<OverlayWindow> first = m_rig->controller->currentWindow();
+    QPointer<ResultWindow> first = m_rig->controller->currentWindow();
     QVERIFY(m_rig->controller->isCopyFallbackActive());
 
-    OverlayWindow *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    ResultWindow *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(second && second != first);
     QTRY_VERIFY(first.isNull());
     QCOMPARE(second->getSourceText(), QStringLiteral("the selection"));

@@ -2,7 +2,7 @@
 // screenshots of the screen around it (so the rounded corners show against a desktop).
 //
 // usage: overlay_screenshots OUTPUT_DIR   (on an X server; scripts/screenshots-overlay.sh provides one)
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QDir>
@@ -60,7 +60,7 @@ QImage capturedText()
     return image;
 }
 
-bool save(OverlayWindow &window, const QString &path)
+bool save(ResultWindow &window, const QString &path)
 {
     window.show();
     window.raise();
@@ -78,8 +78,8 @@ bool renderAll(const QString &dir, const QString &appearance)
 {
     bool ok = true;
     {
-        OverlayWindow w;
-        w.setMode(OverlayWindow::CaptureMode);
+        ResultWindow w;
+        w.setMode(ResultWindow::CaptureMode);
         w.setPreviewImage(capturedText());
         w.setSourceEditable(false);
         w.setSourceText(
@@ -92,8 +92,8 @@ bool renderAll(const QString &dir, const QString &appearance)
         ok &= save(w, dir + QStringLiteral("/overlay-capture-%1.png").arg(appearance));
     }
     {
-        OverlayWindow w;
-        w.setMode(OverlayWindow::TextMode);
+        ResultWindow w;
+        w.setMode(ResultWindow::TextMode);
         w.setSourceText(QStringLiteral(
             "Der schnelle Zugriff auf Übersetzungen spart Zeit: markieren, Tastenkürzel drücken, lesen. "
             "Das Fenster wächst mit dem Text und verschwindet, sobald man woanders hinklickt."));
@@ -105,8 +105,8 @@ bool renderAll(const QString &dir, const QString &appearance)
         ok &= save(w, dir + QStringLiteral("/overlay-streaming-%1.png").arg(appearance));
     }
     {
-        OverlayWindow w;
-        w.setMode(OverlayWindow::TextMode);
+        ResultWindow w;
+        w.setMode(ResultWindow::TextMode);
         w.setSourceText(QStringLiteral("Bonjour tout le monde"));
         w.setSourceEditable(true);
         w.showTranslation(true);
@@ -116,8 +116,8 @@ bool renderAll(const QString &dir, const QString &appearance)
         ok &= save(w, dir + QStringLiteral("/overlay-error-%1.png").arg(appearance));
     }
     {
-        OverlayWindow w;
-        w.setMode(OverlayWindow::MessageMode);
+        ResultWindow w;
+        w.setMode(ResultWindow::MessageMode);
         w.setMessageText(QStringLiteral("No text was found in the selected area. Drag a rectangle over "
                                         "printed or on-screen text and try again."));
         ok &= save(w, dir + QStringLiteral("/overlay-message-%1.png").arg(appearance));

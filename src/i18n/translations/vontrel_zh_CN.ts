@@ -259,7 +259,7 @@ Capture screenshots, recognize text, and translate instantly.</source>
     </message>
 </context>
 <context>
-    <name>OverlayWindow</name>
+    <name>ResultWindow</name>
     <message>
         <source>Vontrel</source>
         <translation>Vontrel</translation>

@@ -1,6 +1,6 @@
-// OverlayWindow on the offscreen platform: modes, corner buttons, streaming, copying, keyboard, sizing,
+// ResultWindow on the offscreen platform: modes, corner buttons, streaming, copying, keyboard, sizing,
 // and preview scaling.
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -17,12 +17,12 @@
 #include <cmath>
 #include <memory>
 
-using Mode = OverlayWindow::Mode;
+using Mode = ResultWindow::Mode;
 
-class OverlayWindowTest final : public QObject
+class ResultWindowTest final : public QObject
 {
     Q_OBJECT
-    std::unique_ptr<OverlayWindow> w;
+    std::unique_ptr<ResultWindow> w;
 
     template<typename T = QWidget>
     T *part(const char *name)
@@ -42,7 +42,7 @@ class OverlayWindowTest final : public QObject
     static QString lines(int count) { return QStringList(count, QStringLiteral("line")).join('\n'); }
     bool open(Mode mode, const QImage &image = QImage())
     {
-        w = std::make_unique<OverlayWindow>();
+        w = std::make_unique<ResultWindow>();
         w->setMode(mode);
         if (!image.isNull())
             w->setPreviewImage(image);
@@ -85,17 +85,17 @@ private slots:
         w->setSourceText(QStringLiteral("source"));
         w->setTranslation(QStringLiteral("result"));
         w->setMessageText(QStringLiteral("message"));
-        if (from == OverlayWindow::MessageMode)
+        if (from == ResultWindow::MessageMode)
             w->showTranslation(false);
         w->setMode(Mode(to));
         const QList<bool> actual{preview()->isVisible(), source()->isVisible(), view()->isVisible(),
                                  part("messageLabel")->isVisible()};
         QCOMPARE(actual, shown);
-        QCOMPARE(source()->isReadOnly(), to == OverlayWindow::CaptureMode);
-        QVERIFY(to != OverlayWindow::MessageMode || w->getTranslation().isEmpty());
+        QCOMPARE(source()->isReadOnly(), to == ResultWindow::CaptureMode);
+        QVERIFY(to != ResultWindow::MessageMode || w->getTranslation().isEmpty());
         // The image survives only in capture mode: switching back must not bring an old image back.
-        w->setMode(OverlayWindow::CaptureMode);
-        QTRY_COMPARE(preview()->pixmap().isNull(), to != OverlayWindow::CaptureMode);
+        w->setMode(ResultWindow::CaptureMode);
+        QTRY_COMPARE(preview()->pixmap().isNull(), to != ResultWindow::CaptureMode);
     }
 
     // Exactly one of copy (0), stop (1) and retry (2) shows, in the result area's top-right corner.
@@ -113,7 +113,7 @@ private slots:
     {
         QFETCH(QString, state);
         QFETCH(int, button);
-        QVERIFY(open(OverlayWindow::TextMode));
+        QVERIFY(open(ResultWindow::TextMode));
         enterState(state);
         const QList<QWidget *> corner{part("copyButton"), part("stopButton"), part("retryButton")};
         for (QWidget *b : corner)
@@ -126,7 +126,7 @@ private slots:
 
     void streamingReplacesPlaceholderThenAppendsAtEnd()
     {
-        QVERIFY(open(OverlayWindow::TextMode));
+        QVERIFY(open(ResultWindow::TextMode));
         enterState(QStringLiteral("P"));
         QCOMPARE(w->getTranslation(), QStringLiteral("Translating..."));
         w->appendTranslation(QStringLiteral("Hello"));
@@ -155,7 +155,7 @@ private slots:
         QFETCH(QString, input);
         QFETCH(bool, copySource);
         QFETCH(QString, clipboard);
-        QVERIFY(open(OverlayWindow::CaptureMode));
+        QVERIFY(open(ResultWindow::CaptureMode));
         copySource ? w->setSourceText(input) : enterState(input);
         QGuiApplication::clipboard()->setText(QStringLiteral("-"));
         QVERIFY(QMetaObject::invokeMethod(w.get(), copySource ? "onCopySourceClicked" : "onCopyClicked"));
@@ -167,8 +167,8 @@ private slots:
 
     void contentIsInertWhileHidden()
     {
-        QVERIFY(open(OverlayWindow::TextMode));
-        QSignalSpy closed(w.get(), &OverlayWindow::closed);
+        QVERIFY(open(ResultWindow::TextMode));
+        QSignalSpy closed(w.get(), &ResultWindow::closed);
         enterState(QStringLiteral("PA"));
         w->hide();
         w->hide();
@@ -186,8 +186,8 @@ private slots:
 
     void pinningEmitsOncePerChange()
     {
-        w = std::make_unique<OverlayWindow>();
-        QSignalSpy pinned(w.get(), &OverlayWindow::pinStateChanged);
+        w = std::make_unique<ResultWindow>();
+        QSignalSpy pinned(w.get(), &ResultWindow::pinStateChanged);
         w->setPinned(true);
         w->setPinned(true);
         part<QPushButton>("pinButton")->click();
@@ -206,7 +206,7 @@ private slots:
     void dragOnlyFromBackground()
     {
         QFETCH(QString, where);
-        QVERIFY(open(OverlayWindow::TextMode));
+        QVERIFY(open(ResultWindow::TextMode));
         enterState(QStringLiteral("PAp"));
         w->move(100, 50);
         QTRY_COMPARE(w->pos(), QPoint(100, 50));
@@ -242,11 +242,11 @@ private slots:
     {
         QFETCH(QString, source);
         QFETCH(bool, shift);
-        QVERIFY(open(OverlayWindow::TextMode));
+        QVERIFY(open(ResultWindow::TextMode));
         w->setSourceText(source);
         w->setSourceEditable(true);
         this->source()->moveCursor(QTextCursor::End);
-        QSignalSpy requested(w.get(), &OverlayWindow::translateRequested);
+        QSignalSpy requested(w.get(), &ResultWindow::translateRequested);
         const Qt::KeyboardModifiers modifier = shift ? Qt::ShiftModifier : Qt::NoModifier;
         QTest::keyClick(this->source(), Qt::Key_Return, modifier);
         QTest::keyClick(this->source(), Qt::Key_Enter, Qt::KeypadModifier | modifier);
@@ -257,7 +257,7 @@ private slots:
 
     void resultStartsAt160GrowsTo400ThenScrolls()
     {
-        QVERIFY(open(OverlayWindow::TextMode));
+        QVERIFY(open(ResultWindow::TextMode));
         enterState(QStringLiteral("P"));
         w->setSourceText(QString());
         const int oneLine = source()->height();
@@ -277,7 +277,7 @@ private slots:
 
     void longTextsShareTheHeightInProportion()
     {
-        QVERIFY(open(OverlayWindow::CaptureMode, filled(QSize(1200, 600))));
+        QVERIFY(open(ResultWindow::CaptureMode, filled(QSize(1200, 600))));
         w->showTranslation(true);
         w->setSourceText(lines(40));
         w->setTranslation(lines(80));
@@ -305,7 +305,7 @@ private slots:
         QFETCH(QSize, size);
         QFETCH(qreal, dpr);
         QFETCH(int, expected);
-        QVERIFY(open(OverlayWindow::CaptureMode, filled(size, dpr)));
+        QVERIFY(open(ResultWindow::CaptureMode, filled(size, dpr)));
         const QRect room = preview()->contentsRect();
         if (expected == 0)
             expected =
@@ -320,5 +320,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(OverlayWindowTest)
-#include "test_overlaywindow.moc"
+QTEST_MAIN(ResultWindowTest)
+#include "test_resultwindow.moc"

@@ -2,8 +2,8 @@
 // the median and 99th-percentile cost of one append at about 1,000, 10,000 and 40,000 characters of text.
 // The cost per append must not grow with the text already shown.
 //
-// usage: bench_overlay_append [-platform offscreen|xcb]
-#include "ui/overlay/OverlayWindow.h"
+// usage: bench_result_append [-platform offscreen|xcb]
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -73,8 +73,8 @@ int main(int argc, char **argv)
     // The window logs its sizing decisions at debug level; printing them would be what we measure.
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
 
-    OverlayWindow window;
-    window.setMode(OverlayWindow::TextMode);
+    ResultWindow window;
+    window.setMode(ResultWindow::TextMode);
     window.setSourceText(QStringLiteral("Ein kurzer Ausgangstext, der übersetzt wird."));
     window.show();
     QElapsedTimer waited;
@@ -82,7 +82,7 @@ int main(int argc, char **argv)
     while (!(window.windowHandle() && window.windowHandle()->isExposed()) && waited.elapsed() < 10000)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
     if (!window.windowHandle() || !window.windowHandle()->isExposed()) {
-        std::fprintf(stderr, "bench_overlay_append: the window was not shown\n");
+        std::fprintf(stderr, "bench_result_append: the window was not shown\n");
         return 1;
     }
     window.showTranslation(true);
@@ -109,7 +109,7 @@ int main(int argc, char **argv)
     window.setProcessing(false);
     QCoreApplication::processEvents();
 
-    std::printf("bench_overlay_append: %d chunks, %d characters, platform %s, %.0f ms in total\n", kChunks,
+    std::printf("bench_result_append: %d chunks, %d characters, platform %s, %.0f ms in total\n", kChunks,
                 static_cast<int>(window.getTranslation().size()), qPrintable(QGuiApplication::platformName()),
                 total.nsecsElapsed() / 1e6);
     report(samples, 1000, 0, 2000);

@@ -1,4 +1,4 @@
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include "platform/RoundedCornerHelper.h"
 #include "ui/IconTint.h"
@@ -140,7 +140,7 @@ bool isEnterKey(const QKeyEvent *event)
 
 } // namespace
 
-OverlayWindow::OverlayWindow(QWidget *parent)
+ResultWindow::ResultWindow(QWidget *parent)
     : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
 {
     // The session controller deletes overlays itself, after it has seen closed().
@@ -159,16 +159,16 @@ OverlayWindow::OverlayWindow(QWidget *parent)
     setupUi();
 }
 
-OverlayWindow::~OverlayWindow()
+ResultWindow::~ResultWindow()
 {
     disconnectWatchers();
 }
 
-void OverlayWindow::setupUi()
+void ResultWindow::setupUi()
 {
     const ThemeColors colors = vontrelThemeColors();
 
-    setStyleSheet(QStringLiteral("\n        OverlayWindow {\n            background-color: %1;\n"
+    setStyleSheet(QStringLiteral("\n        ResultWindow {\n            background-color: %1;\n"
                                  "            border: 1px solid %2;\n            border-radius: 12px;\n"
                                  "        }\n    ")
                       .arg(colors.windowBackground, colors.windowBorder));
@@ -199,7 +199,7 @@ void OverlayWindow::setupUi()
     m_pinButton->setFixedSize(24, 24);
     m_pinButton->setCursor(Qt::PointingHandCursor);
     m_pinButton->setIconSize(QSize(16, 16));
-    connect(m_pinButton, &QPushButton::clicked, this, &OverlayWindow::onPinButtonClicked);
+    connect(m_pinButton, &QPushButton::clicked, this, &ResultWindow::onPinButtonClicked);
     updatePinButtonStyle();
     titleRow->addWidget(m_pinButton);
 
@@ -283,27 +283,27 @@ void OverlayWindow::setupUi()
 
     m_copySourceButton = makeCornerButton(m_sourceEdit, copyIcon, colors.iconColor, neutral);
     m_copySourceButton->setObjectName(QStringLiteral("copySourceButton"));
-    connect(m_copySourceButton, &QToolButton::clicked, this, &OverlayWindow::onCopySourceClicked);
+    connect(m_copySourceButton, &QToolButton::clicked, this, &ResultWindow::onCopySourceClicked);
 
     m_copyButton = makeCornerButton(m_translationView, copyIcon, colors.iconColor, neutral);
     m_copyButton->setObjectName(QStringLiteral("copyButton"));
-    connect(m_copyButton, &QToolButton::clicked, this, &OverlayWindow::onCopyClicked);
+    connect(m_copyButton, &QToolButton::clicked, this, &ResultWindow::onCopyClicked);
 
     m_stopButton = makeCornerButton(m_translationView, QStringLiteral(":/icons/stop.svg"), colors.errorColor,
                                     destructive);
     m_stopButton->setObjectName(QStringLiteral("stopButton"));
-    connect(m_stopButton, &QToolButton::clicked, this, &OverlayWindow::onStopClicked);
+    connect(m_stopButton, &QToolButton::clicked, this, &ResultWindow::onStopClicked);
 
     m_retryButton =
         makeCornerButton(m_translationView, QStringLiteral(":/icons/retry.svg"), colors.iconColor, neutral);
     m_retryButton->setObjectName(QStringLiteral("retryButton"));
-    connect(m_retryButton, &QToolButton::clicked, this, &OverlayWindow::onRetryClicked);
+    connect(m_retryButton, &QToolButton::clicked, this, &ResultWindow::onRetryClicked);
 
     setMode(m_mode);
     retranslateUi();
 }
 
-void OverlayWindow::retranslateUi()
+void ResultWindow::retranslateUi()
 {
     if (m_titleLabel)
         m_titleLabel->setText(tr("Vontrel"));
@@ -330,7 +330,7 @@ void OverlayWindow::retranslateUi()
 
 // ---- content ------------------------------------------------------------------------------------------
 
-void OverlayWindow::setMode(Mode mode)
+void ResultWindow::setMode(Mode mode)
 {
     m_mode = mode;
     m_hasError = false;
@@ -373,14 +373,14 @@ void OverlayWindow::setMode(Mode mode)
         updateCopyButtonsPosition();
 }
 
-void OverlayWindow::setPreviewImage(const QImage &image)
+void ResultWindow::setPreviewImage(const QImage &image)
 {
     m_previewImage = image;
     updatePreviewAreaHeight();
     schedulePreviewPixmap();
 }
 
-void OverlayWindow::setSourceText(const QString &text)
+void ResultWindow::setSourceText(const QString &text)
 {
     if (m_isClosing || !m_sourceEdit)
         return;
@@ -388,12 +388,12 @@ void OverlayWindow::setSourceText(const QString &text)
     refresh();
 }
 
-QString OverlayWindow::getSourceText() const
+QString ResultWindow::getSourceText() const
 {
     return m_sourceEdit ? m_sourceEdit->toPlainText() : QString();
 }
 
-void OverlayWindow::setSourceEditable(bool editable)
+void ResultWindow::setSourceEditable(bool editable)
 {
     m_sourceEditable = editable;
     if (m_mode == CaptureMode) {
@@ -405,7 +405,7 @@ void OverlayWindow::setSourceEditable(bool editable)
     m_sourceEdit->setReadOnly(!editable);
 }
 
-void OverlayWindow::setTranslation(const QString &text)
+void ResultWindow::setTranslation(const QString &text)
 {
     if (m_isClosing || !m_translationView)
         return;
@@ -414,7 +414,7 @@ void OverlayWindow::setTranslation(const QString &text)
     refresh();
 }
 
-void OverlayWindow::appendTranslation(const QString &chunk)
+void ResultWindow::appendTranslation(const QString &chunk)
 {
     if (m_isClosing || !m_translationView)
         return;
@@ -440,12 +440,12 @@ void OverlayWindow::appendTranslation(const QString &chunk)
         updateCopyButtonsPosition();
 }
 
-QString OverlayWindow::getTranslation() const
+QString ResultWindow::getTranslation() const
 {
     return m_translationView ? m_translationView->toPlainText() : QString();
 }
 
-void OverlayWindow::clearTranslation()
+void ResultWindow::clearTranslation()
 {
     if (m_isClosing || !m_translationView)
         return;
@@ -455,7 +455,7 @@ void OverlayWindow::clearTranslation()
     refresh();
 }
 
-void OverlayWindow::showTranslation(bool show)
+void ResultWindow::showTranslation(bool show)
 {
     if (m_isClosing || !m_translationView)
         return;
@@ -463,7 +463,7 @@ void OverlayWindow::showTranslation(bool show)
     refresh();
 }
 
-void OverlayWindow::setProcessing(bool processing)
+void ResultWindow::setProcessing(bool processing)
 {
     if (m_isClosing)
         return;
@@ -486,7 +486,7 @@ void OverlayWindow::setProcessing(bool processing)
     updateCopyButtonsPosition();
 }
 
-void OverlayWindow::setError(const QString &message)
+void ResultWindow::setError(const QString &message)
 {
     if (m_isClosing)
         return;
@@ -501,13 +501,13 @@ void OverlayWindow::setError(const QString &message)
     refresh();
 }
 
-void OverlayWindow::setMessageText(const QString &text)
+void ResultWindow::setMessageText(const QString &text)
 {
     m_messageLabel->setText(text);
     m_messageLabel->show();
 }
 
-void OverlayWindow::refresh()
+void ResultWindow::refresh()
 {
     updateAutoHeights();
     updateCopyButtonsState();
@@ -517,7 +517,7 @@ void OverlayWindow::refresh()
 
 // ---- corner buttons -----------------------------------------------------------------------------------
 
-bool OverlayWindow::isSourceCopyable() const
+bool ResultWindow::isSourceCopyable() const
 {
     if (!m_sourceEdit || !hasVisibleText(m_sourceEdit->document()))
         return false;
@@ -525,12 +525,12 @@ bool OverlayWindow::isSourceCopyable() const
     return text != tr("Recognizing text...") && text != tr("No text recognized");
 }
 
-bool OverlayWindow::canSendSource() const
+bool ResultWindow::canSendSource() const
 {
     return m_mode == TextMode && !m_isProcessing && m_sourceEdit && hasVisibleText(m_sourceEdit->document());
 }
 
-void OverlayWindow::updateCopyButtonsState()
+void ResultWindow::updateCopyButtonsState()
 {
     if (!m_sourceEdit || !m_translationView)
         return;
@@ -550,7 +550,7 @@ void OverlayWindow::updateCopyButtonsState()
     m_retryButton->setEnabled(errorShown);
 }
 
-void OverlayWindow::updateCopyButtonsPosition()
+void ResultWindow::updateCopyButtonsPosition()
 {
     if (m_isClosing)
         return;
@@ -560,7 +560,7 @@ void OverlayWindow::updateCopyButtonsPosition()
     placeCornerButton(m_translationView, m_retryButton);
 }
 
-void OverlayWindow::placeCornerButton(QWidget *area, QToolButton *button)
+void ResultWindow::placeCornerButton(QWidget *area, QToolButton *button)
 {
     if (!area || !button)
         return;
@@ -578,7 +578,7 @@ void OverlayWindow::placeCornerButton(QWidget *area, QToolButton *button)
     button->raise();
 }
 
-void OverlayWindow::showCopyTooltip(QWidget *widget)
+void ResultWindow::showCopyTooltip(QWidget *widget)
 {
     if (!widget)
         return;
@@ -591,7 +591,7 @@ void OverlayWindow::showCopyTooltip(QWidget *widget)
     QToolTip::showText(pos, text, widget, widget->rect(), 2000);
 }
 
-void OverlayWindow::onCopyClicked()
+void ResultWindow::onCopyClicked()
 {
     const QString text = getTranslation();
     if (text.isEmpty() || m_hasError)
@@ -601,7 +601,7 @@ void OverlayWindow::onCopyClicked()
     emit copyRequested();
 }
 
-void OverlayWindow::onCopySourceClicked()
+void ResultWindow::onCopySourceClicked()
 {
     if (!isSourceCopyable())
         return;
@@ -609,19 +609,19 @@ void OverlayWindow::onCopySourceClicked()
     showCopyTooltip(m_copySourceButton);
 }
 
-void OverlayWindow::onStopClicked()
+void ResultWindow::onStopClicked()
 {
     emit stopRequested();
 }
 
-void OverlayWindow::onRetryClicked()
+void ResultWindow::onRetryClicked()
 {
     emit retryRequested();
 }
 
 // ---- sizing -------------------------------------------------------------------------------------------
 
-int OverlayWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight,
+int ResultWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight,
                                              int maxHeight)
 {
     if (!doc || !widget)
@@ -646,7 +646,7 @@ int OverlayWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget
     return std::clamp(docHeight + chrome, low, high);
 }
 
-void OverlayWindow::updateAutoHeights()
+void ResultWindow::updateAutoHeights()
 {
     if (m_isClosing || s_autoHeightsRunning)
         return;
@@ -664,7 +664,7 @@ void OverlayWindow::updateAutoHeights()
         const int desired = calculateTextWidgetHeight(doc, m_sourceEdit, 0, cap);
         const int minimum = calculateTextWidgetHeight(doc, m_sourceEdit, 0, 0);
         if (m_sourceEdit->height() != desired) {
-            qDebug().noquote() << "OverlayWindow: source height ->" << desired
+            qDebug().noquote() << "ResultWindow: source height ->" << desired
                                << "docHeight =" << doc->documentLayout()->documentSize().height()
                                << "textLen =" << doc->characterCount() - 1;
         }
@@ -760,7 +760,7 @@ void OverlayWindow::updateAutoHeights()
     s_autoHeightsRunning = false;
 }
 
-void OverlayWindow::updatePreviewAreaHeight()
+void ResultWindow::updatePreviewAreaHeight()
 {
     if (m_isClosing || !m_previewLabel || !m_previewLabel->isVisible() || m_previewImage.isNull())
         return;
@@ -775,7 +775,7 @@ void OverlayWindow::updatePreviewAreaHeight()
     const int desired = static_cast<int>(std::ceil(w * ratio)) + 2 * margin;
     const int clamped = std::min(std::max(desired, kPreviewMinHeight), kPreviewMaxHeight);
     if (m_previewLabel->height() != clamped) {
-        qDebug().noquote() << "OverlayWindow: updatePreviewAreaHeight"
+        qDebug().noquote() << "ResultWindow: updatePreviewAreaHeight"
                            << "contentWidth =" << w << "desiredTotalHeight =" << desired
                            << "clamped =" << clamped;
         m_previewLabel->setFixedHeight(clamped);
@@ -783,7 +783,7 @@ void OverlayWindow::updatePreviewAreaHeight()
     }
 }
 
-void OverlayWindow::updatePreviewPixmap()
+void ResultWindow::updatePreviewPixmap()
 {
     if (m_isClosing || !m_previewLabel)
         return;
@@ -805,12 +805,12 @@ void OverlayWindow::updatePreviewPixmap()
     m_previewLabel->setPixmap(scaled);
 }
 
-void OverlayWindow::schedulePreviewPixmap()
+void ResultWindow::schedulePreviewPixmap()
 {
     QTimer::singleShot(0, this, [this] { updatePreviewPixmap(); });
 }
 
-void OverlayWindow::resizeEvent(QResizeEvent *event)
+void ResultWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     updatePreviewAreaHeight();
@@ -822,7 +822,7 @@ void OverlayWindow::resizeEvent(QResizeEvent *event)
 
 // ---- show, hide, activation ---------------------------------------------------------------------------
 
-void OverlayWindow::showEvent(QShowEvent *event)
+void ResultWindow::showEvent(QShowEvent *event)
 {
     m_isClosing = false;
     // Showing a window can itself cost the activation for a moment (the previous application answers
@@ -831,16 +831,16 @@ void OverlayWindow::showEvent(QShowEvent *event)
     QTimer::singleShot(200, this, [this] { m_ignoreDeactivate = false; });
 
     QWidget::showEvent(event);
-    qDebug().noquote() << "OverlayWindow: showEvent"
+    qDebug().noquote() << "ResultWindow: showEvent"
                        << "handle =" << windowHandle() << "appState =" << QGuiApplication::applicationState()
                        << "active =" << isActiveWindow() << "visible =" << isVisible()
                        << "pinned =" << m_isPinned;
 
     disconnectWatchers();
     m_focusWindowConnection =
-        connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &OverlayWindow::onFocusWindowChanged);
+        connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &ResultWindow::onFocusWindowChanged);
     m_appStateConnection = connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
-                                   &OverlayWindow::onApplicationStateChanged);
+                                   &ResultWindow::onApplicationStateChanged);
 
     QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
     if (!screen)
@@ -876,7 +876,7 @@ void OverlayWindow::showEvent(QShowEvent *event)
         m_sourceEdit->setFocus(Qt::OtherFocusReason);
 }
 
-void OverlayWindow::hideEvent(QHideEvent *event)
+void ResultWindow::hideEvent(QHideEvent *event)
 {
     if (m_isClosing) {
         QWidget::hideEvent(event);
@@ -884,13 +884,13 @@ void OverlayWindow::hideEvent(QHideEvent *event)
     }
     m_isClosing = true;
     m_isDragging = false;
-    qDebug().noquote() << "OverlayWindow: hideEvent, m_isPinned =" << m_isPinned;
+    qDebug().noquote() << "ResultWindow: hideEvent, m_isPinned =" << m_isPinned;
     disconnectWatchers();
     QWidget::hideEvent(event);
     emit closed();
 }
 
-void OverlayWindow::disconnectWatchers()
+void ResultWindow::disconnectWatchers()
 {
     QObject::disconnect(m_focusWindowConnection);
     QObject::disconnect(m_appStateConnection);
@@ -898,7 +898,7 @@ void OverlayWindow::disconnectWatchers()
     m_appStateConnection = QMetaObject::Connection();
 }
 
-bool OverlayWindow::event(QEvent *event)
+bool ResultWindow::event(QEvent *event)
 {
     switch (event->type()) {
     case QEvent::LanguageChange:
@@ -906,7 +906,7 @@ bool OverlayWindow::event(QEvent *event)
         break;
     case QEvent::WindowDeactivate:
     case QEvent::FocusOut: {
-        qDebug().noquote() << "OverlayWindow: WindowDeactivate, m_isPinned =" << m_isPinned
+        qDebug().noquote() << "ResultWindow: WindowDeactivate, m_isPinned =" << m_isPinned
                            << ", m_ignoreDeactivate =" << m_ignoreDeactivate
                            << ", active =" << isActiveWindow() << ", visible =" << isVisible()
                            << ", appState =" << QGuiApplication::applicationState()
@@ -915,14 +915,14 @@ bool OverlayWindow::event(QEvent *event)
         if (m_isPinned)
             return true;
         if (!m_ignoreDeactivate) {
-            qDebug().noquote() << "OverlayWindow: WindowDeactivate hide";
+            qDebug().noquote() << "ResultWindow: WindowDeactivate hide";
             hide();
             return true;
         }
         // Within the grace period: decide once the activation has settled.
         QTimer::singleShot(250, this, [this] {
             if (!m_isPinned && !isActiveWindow()) {
-                qDebug().noquote() << "OverlayWindow: WindowDeactivate hide";
+                qDebug().noquote() << "ResultWindow: WindowDeactivate hide";
                 hide();
             }
         });
@@ -934,15 +934,15 @@ bool OverlayWindow::event(QEvent *event)
     return QWidget::event(event);
 }
 
-void OverlayWindow::onFocusWindowChanged(QWindow *window)
+void ResultWindow::onFocusWindowChanged(QWindow *window)
 {
     if (m_isClosing || m_isPinned || m_ignoreDeactivate || !isVisible())
         return;
     if (!window) {
-        qDebug().noquote() << "OverlayWindow: focusWindowChanged -> null";
+        qDebug().noquote() << "ResultWindow: focusWindowChanged -> null";
         return;
     }
-    qDebug().noquote() << "OverlayWindow: focusWindowChanged handle =" << windowHandle()
+    qDebug().noquote() << "ResultWindow: focusWindowChanged handle =" << windowHandle()
                        << "focusWindow =" << window << "active =" << isActiveWindow()
                        << "visible =" << isVisible();
     QWindow *own = windowHandle();
@@ -951,25 +951,25 @@ void OverlayWindow::onFocusWindowChanged(QWindow *window)
     // A context menu or another popup opened from this window is still this window's business.
     if (window->transientParent() == own && (window->flags() & Qt::Popup) == Qt::Popup)
         return;
-    qDebug().noquote() << "OverlayWindow: focusWindowChanged hide";
+    qDebug().noquote() << "ResultWindow: focusWindowChanged hide";
     hide();
 }
 
-void OverlayWindow::onApplicationStateChanged(Qt::ApplicationState state)
+void ResultWindow::onApplicationStateChanged(Qt::ApplicationState state)
 {
     if (m_isClosing || m_isPinned || m_ignoreDeactivate || !isVisible())
         return;
-    qDebug().noquote() << "OverlayWindow: applicationStateChanged state =" << state
+    qDebug().noquote() << "ResultWindow: applicationStateChanged state =" << state
                        << "active =" << isActiveWindow() << "visible =" << isVisible();
     if (state != Qt::ApplicationActive) {
-        qDebug().noquote() << "OverlayWindow: applicationStateChanged hide";
+        qDebug().noquote() << "ResultWindow: applicationStateChanged hide";
         hide();
     }
 }
 
 // ---- keyboard -----------------------------------------------------------------------------------------
 
-void OverlayWindow::keyPressEvent(QKeyEvent *event)
+void ResultWindow::keyPressEvent(QKeyEvent *event)
 {
     if (event->key() == Qt::Key_Escape) {
         hide();
@@ -984,7 +984,7 @@ void OverlayWindow::keyPressEvent(QKeyEvent *event)
     QWidget::keyPressEvent(event);
 }
 
-bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
+bool ResultWindow::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_sourceEdit && event->type() == QEvent::KeyPress) {
         auto *keyEvent = static_cast<QKeyEvent *>(event);
@@ -1003,9 +1003,9 @@ bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
 
 // ---- pinning ------------------------------------------------------------------------------------------
 
-void OverlayWindow::setPinned(bool pinned)
+void ResultWindow::setPinned(bool pinned)
 {
-    qDebug().noquote() << "OverlayWindow: setPinned" << pinned << ", current m_isPinned =" << m_isPinned;
+    qDebug().noquote() << "ResultWindow: setPinned" << pinned << ", current m_isPinned =" << m_isPinned;
     if (pinned == m_isPinned)
         return;
     m_isPinned = pinned;
@@ -1013,12 +1013,12 @@ void OverlayWindow::setPinned(bool pinned)
     emit pinStateChanged(pinned);
 }
 
-void OverlayWindow::onPinButtonClicked()
+void ResultWindow::onPinButtonClicked()
 {
     setPinned(!m_isPinned);
 }
 
-void OverlayWindow::updatePinButtonStyle()
+void ResultWindow::updatePinButtonStyle()
 {
     if (!m_pinButton)
         return;
@@ -1050,7 +1050,7 @@ void OverlayWindow::updatePinButtonStyle()
 
 // ---- dragging -----------------------------------------------------------------------------------------
 
-void OverlayWindow::mousePressEvent(QMouseEvent *event)
+void ResultWindow::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton) {
         QWidget *child = childAt(event->position().toPoint());
@@ -1064,7 +1064,7 @@ void OverlayWindow::mousePressEvent(QMouseEvent *event)
     QWidget::mousePressEvent(event);
 }
 
-void OverlayWindow::mouseMoveEvent(QMouseEvent *event)
+void ResultWindow::mouseMoveEvent(QMouseEvent *event)
 {
     if (m_isDragging && (event->buttons() & Qt::LeftButton)) {
         move(event->globalPosition().toPoint() - m_dragOffset);
@@ -1074,7 +1074,7 @@ void OverlayWindow::mouseMoveEvent(QMouseEvent *event)
     QWidget::mouseMoveEvent(event);
 }
 
-void OverlayWindow::mouseReleaseEvent(QMouseEvent *event)
+void ResultWindow::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton)
         m_isDragging = false;

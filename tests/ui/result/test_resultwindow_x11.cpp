@@ -1,6 +1,6 @@
-// OverlayWindow on a real X server: activation and focus rules against a window of this process and a
+// ResultWindow on a real X server: activation and focus rules against a window of this process and a
 // window of another X client, placement on the cursor's screen, and the rounded window mask.
-#include "ui/overlay/OverlayWindow.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -54,10 +54,10 @@ bool showActive(QWidget *window)
     return QTest::qWaitForWindowActive(window, kTimeoutMs);
 }
 
-std::unique_ptr<OverlayWindow> textOverlay(bool pinned = false)
+std::unique_ptr<ResultWindow> textOverlay(bool pinned = false)
 {
-    auto w = std::make_unique<OverlayWindow>();
-    w->setMode(OverlayWindow::TextMode);
+    auto w = std::make_unique<ResultWindow>();
+    w->setMode(ResultWindow::TextMode);
     w->setSourceText(QStringLiteral("source"));
     w->showTranslation(true);
     w->setTranslation(QStringLiteral("result"));
@@ -67,7 +67,7 @@ std::unique_ptr<OverlayWindow> textOverlay(bool pinned = false)
 
 } // namespace
 
-class OverlayWindowX11Test final : public QObject
+class ResultWindowX11Test final : public QObject
 {
     Q_OBJECT
 
@@ -94,7 +94,7 @@ private slots:
         if (otherClient && !peer.start())
             QSKIP("xmessage and xdotool are needed for a second X client");
         auto w = textOverlay(pinned);
-        QSignalSpy closed(w.get(), &OverlayWindow::closed);
+        QSignalSpy closed(w.get(), &ResultWindow::closed);
         QVERIFY(showActive(w.get()));
         QWidget own; // such as the preferences
         own.resize(300, 200);
@@ -164,5 +164,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(OverlayWindowX11Test)
-#include "test_overlaywindow_x11.moc"
+QTEST_MAIN(ResultWindowX11Test)
+#include "test_resultwindow_x11.moc"

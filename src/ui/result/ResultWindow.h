@@ -21,7 +21,7 @@ class QWindow;
 // the Copy / Stop / Retry / Pin / Close controls. It sizes itself to its content, hides itself when it
 // loses activation unless pinned, and reports every hiding once through closed(). The session controller
 // owns and deletes it.
-class OverlayWindow final : public QWidget
+class ResultWindow final : public QWidget
 {
     Q_OBJECT
 
@@ -32,8 +32,8 @@ public:
         MessageMode = 2, // a message line only
     };
 
-    explicit OverlayWindow(QWidget *parent = nullptr);
-    ~OverlayWindow() override;
+    explicit ResultWindow(QWidget *parent = nullptr);
+    ~ResultWindow() override;
 
     void setMode(Mode mode);
     Mode mode() const { return m_mode; }

@@ -1,7 +1,6 @@
 #include "app/VontrelApp.h"
 
 #include "ai/ActionService.h"
-#include "ai/OpenAIClient.h"
 #include "app/DebugLog.h"
 #include "capture/CaptureService.h"
 #include "config/ConfigManager.h"
@@ -13,10 +12,12 @@
 #include "platform/HotkeyManager.h"
 #include "platform/IHotkeyBackend.h"
 #include "platform/ISelectedTextProvider.h"
+#include "platform/PermissionGuideDialog.h"
 #include "platform/Permissions.h"
 #include "session/SessionController.h"
 #include "ui/IconTint.h"
 #include "ui/preferences/PreferencesWindow.h"
+#include "ui/result/ResultWindow.h"
 #include "update/UpdateChecker.h"
 
 #include <QAction>
@@ -158,14 +159,12 @@ void VontrelApp::createServices()
         qWarning().noquote() << "OCR is not available on this system";
 
     m_selectedTextProvider = vontrelCreateSelectedTextProvider();
-    m_aiClient = std::make_unique<OpenAIClient>();
-    m_aiClient->setApiUrl(config->apiUrl());
-    m_aiClient->setApiKey(config->apiKey());
-    m_aiClient->setModel(config->model());
-    m_actionService = std::make_unique<ActionService>(m_aiClient.get());
+    // The session only builds prompts; its requests stream through its own warm clients.
+    m_actionService = std::make_unique<ActionService>(nullptr);
     m_actionService->setTargetLanguage(config->targetLanguage());
 
-    m_sessionController = std::make_unique<SessionController>();
+    m_sessionController = std::make_unique<SessionController>([] { return new ResultWindow; });
+    m_sessionController->setConfig(config);
     m_sessionController->setCaptureService(m_captureService.get());
     m_sessionController->setClipboardService(m_clipboardService.get());
     m_sessionController->setSelectedTextProvider(m_selectedTextProvider.get());
@@ -246,6 +245,12 @@ void VontrelApp::start()
         appendDebugLog(QStringLiteral("Hotkey triggered id=%1").arg(hotkeyId));
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
+    connect(m_sessionController.get(), &SessionController::permissionMissing, this,
+            [](SessionController::Permission permission) {
+                PermissionGuideDialog::ensurePermission(permission == SessionController::Accessibility
+                                                            ? PermissionGuideDialog::Accessibility
+                                                            : PermissionGuideDialog::ScreenRecording);
+            });
 
     qDebug().noquote() << "Vontrel started. Config file:" << ConfigManager::configFilePath();
 }
@@ -330,9 +335,6 @@ void VontrelApp::updateTrayTexts()
 void VontrelApp::applyAiSettings()
 {
     ConfigManager *config = ConfigManager::instance();
-    m_aiClient->setApiUrl(config->apiUrl());
-    m_aiClient->setApiKey(config->apiKey());
-    m_aiClient->setModel(config->model());
     m_actionService->setTargetLanguage(config->targetLanguage());
 }
 

@@ -15,7 +15,6 @@ class HotkeyManager;
 class IHotkeyBackend;
 class IOcrProvider;
 class ISelectedTextProvider;
-class OpenAIClient;
 class PreferencesWindow;
 class QAction;
 class QMenu;
@@ -53,7 +52,6 @@ public:
     QAction *quitAction() const { return m_quitAction; }
     HotkeyManager *hotkeyManager() const { return m_hotkeyManager.get(); }
     SessionController *sessionController() const { return m_sessionController.get(); }
-    OpenAIClient *aiClient() const { return m_aiClient.get(); }
     ActionService *actionService() const { return m_actionService.get(); }
     PreferencesWindow *preferencesWindow() const { return m_preferencesWindow.get(); }
     QKeySequence lastWorkingCaptureHotkey() const { return m_lastCaptureHotkey; }
@@ -96,7 +94,6 @@ private:
     std::unique_ptr<HotkeyManager> m_hotkeyManager;
     std::unique_ptr<IOcrProvider> m_ocrProvider;
     std::unique_ptr<ISelectedTextProvider> m_selectedTextProvider;
-    std::unique_ptr<OpenAIClient> m_aiClient;
     std::unique_ptr<ActionService> m_actionService;
     std::unique_ptr<SessionController> m_sessionController;
     std::unique_ptr<QSystemTrayIcon> m_trayIcon;

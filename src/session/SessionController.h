@@ -1,29 +1,31 @@
 #pragma once
 
 #include "ai/ActionService.h"
-#include "platform/ClipboardService.h"
+#include "session/IResultView.h"
+#include "session/ResultWindows.h"
+#include "session/SelectionCopier.h"
 
-#include <QHash>
 #include <QImage>
 #include <QList>
-#include <QMetaObject>
 #include <QObject>
 #include <QPointer>
 #include <QString>
-#include <QTimer>
 
+#include <functional>
+#include <memory>
+
+class AiRuns;
 class CaptureService;
+class ClipboardService;
+class ConfigManager;
 class HotkeyManager;
 class IOcrProvider;
 class ISelectedTextProvider;
 class OcrWorkerResult;
-class ResultWindow;
-class StreamingAiWorker;
 
 // Turns a hotkey (or a tray entry) into a session: opens a result window, obtains the input (a screen region,
-// the clipboard's image or text, or the selection read by a synthetic copy), has an image recognised, streams
-// the AI answer into the window, and keeps the registry of open windows. GUI thread only. The services are
-// not owned and must outlive the controller.
+// the clipboard's image, or the selection read by a synthetic copy), has an image recognised, and streams
+// the AI answer into the window. GUI thread only. The services are not owned and must outlive the controller.
 class SessionController final : public QObject
 {
     Q_OBJECT
@@ -47,100 +49,91 @@ public:
     };
     Q_ENUM(InputSource)
 
-    explicit SessionController(QObject *parent = nullptr);
+    enum Permission {
+        Accessibility = 0,
+        ScreenRecording = 1,
+    };
+    Q_ENUM(Permission)
+
+    // The factory makes each result window; without one, sessions run without windows.
+    explicit SessionController(ResultWindows::Factory viewFactory = {}, QObject *parent = nullptr);
     ~SessionController() override;
 
+    // The provider settings and the default pinning; a warm client for the provider is made right away.
+    void setConfig(ConfigManager *config);
     void setCaptureService(CaptureService *service);
     void setClipboardService(ClipboardService *service);
-    void setSelectedTextProvider(ISelectedTextProvider *provider);
+    // See SelectionCopier::setSelectedTextProvider.
+    void setSelectedTextProvider(ISelectedTextProvider *provider, std::function<bool()> preferProvider = {});
     void setHotkeyManager(HotkeyManager *manager);
     void setOcrProvider(IOcrProvider *provider);
     void setActionService(ActionService *service);
 
     SessionState state() const { return m_state; }
-
-    // What a caller (and a test) can observe of the running session.
     InputSource inputSource() const { return m_inputSource; }
     QString sourceText() const { return m_sourceText; }
-    ResultWindow *currentWindow() const;
-    QList<ResultWindow *> pinnedWindows() const { return m_pinnedWindows; }
-    quint64 sessionGeneration() const { return m_sessionGeneration; }
-    bool isCopyFallbackActive() const { return m_copyFallbackActive; }
-    int runningRequestCount() const { return static_cast<int>(m_workers.size()); }
+    IResultView *currentWindow() const { return m_windows.current(); }
+    QList<IResultView *> pinnedWindows() const { return m_windows.pinned(); }
+    bool isCopyFallbackActive() const { return m_copier && m_copier->isActive(); }
+    int runningRequestCount() const;
+    const AiRuns *aiRuns() const { return m_aiRuns; }
 
 signals:
     void stateChanged(SessionController::SessionState newState);
     void error(const QString &message);
+    // The session could not start: the system withholds what it needs. The application explains it.
+    void permissionMissing(SessionController::Permission permission);
 
 public slots:
-    void startCaptureSession();
-    void startClipboardSession();
-    void startClipboardImageSession();
-    void startClipboardTextSession();
-    void cancelSession();
     void onHotkeyTriggered(int hotkeyId);
+
+private slots:
     void onCaptureDone(const QImage &image);
     void onCaptureCancelled();
-
     void onOcrFinished(const QString &text);
     void onOcrError(const QString &message);
-    void onTranslateRequested(const QString &text);
-    void onStopRequested();
-    void onOverlayClosed();
-    void onWindowPinStateChanged(bool pinned);
-    void onRetryRequested();
-    void onAiStreamingChunk(const QString &windowId, const QString &chunk);
-    void onAiStreamingFinished(const QString &windowId, const QString &fullResponse);
-    void onAiStreamingError(const QString &windowId, const QString &message);
+    void onSelectionRead(const QString &text, SelectionCopier::Source source);
 
 private:
     void setState(SessionState newState);
     void reset();
-    void processImage(const QImage &image);
-    void processText(const QString &text);
-    void showOverlay();
-    QString generateWindowId();
-    ResultWindow *createResultWindow();
-    ResultWindow *findWindowById(const QString &windowId) const;
+    void startCaptureSession();
+    void startClipboardImageSession();
+    void startClipboardTextSession();
     void runOcr(const QImage &image);
-    void runAiAction(ActionService::ActionType type, const QString &text, const QString &windowId);
-    void cleanupWorker(const QString &windowId);
-    void startCopySelectionFallback();
-    void finishCopySelectionFallback(unsigned long long generation, bool triggeredByClipboardSignal);
+    void applyProvider();
+    IResultView::Requests requestsFor(const QString &windowId);
+    void present();
 
-    // Ends a fallback that a new session or a reset replaced: the user's clipboard comes back at once.
-    void abandonCopySelectionFallback();
-    // A copy that the other application completes after the restore would leave the selection on the
-    // clipboard; for a short while after each restore a foreign change is undone once more.
-    void startRestoreGuard();
-    void stopRestoreGuard();
-    void onClipboardChangedAfterRestore();
+    void runAiAction(ActionService::ActionType type, const QString &text, const QString &windowId);
+    void onTranslateRequested(const QString &windowId, const QString &text);
+    void onStopRequested(const QString &windowId);
+    void onRetryRequested(const QString &windowId);
+    void onWindowClosed(const QString &windowId);
+    void onAiChunk(const QString &windowId, const QString &chunk);
+    void onAiFinished(const QString &windowId);
+    void onAiFailed(const QString &windowId, const QString &message);
 
     SessionState m_state = Idle;
     InputSource m_inputSource = ScreenCapture;
-    QImage m_capturedImage;
     QString m_sourceText;
-    bool m_closingCurrentWindow = false;
+    // Counts sessions, so a delayed step of a replaced session (the pause before the request) does nothing.
+    quint64 m_sessionNumber = 0;
 
+    QPointer<ConfigManager> m_config;
     CaptureService *m_captureService = nullptr;
     ClipboardService *m_clipboardService = nullptr;
     ISelectedTextProvider *m_selectedTextProvider = nullptr;
+    std::function<bool()> m_preferSelectedTextProvider;
     HotkeyManager *m_hotkeyManager = nullptr;
-    QPointer<ResultWindow> m_currentWindow;
-    QList<ResultWindow *> m_pinnedWindows;
     IOcrProvider *m_ocrProvider = nullptr;
     ActionService *m_actionService = nullptr;
-    QHash<QString, StreamingAiWorker *> m_workers;
-    qint64 m_nextWindowNumber = 1;
     OcrWorkerResult *m_ocrResult = nullptr;
-    unsigned long long m_sessionGeneration = 0;
+    SelectionCopier *m_copier = nullptr;
+    AiRuns *m_aiRuns = nullptr;
     ActionService::ActionType m_lastActionType = ActionService::Translate;
     QString m_lastActionText;
-    bool m_copyFallbackActive = false;
-    ClipboardService::Snapshot m_clipboardSnapshot;
-    QMetaObject::Connection m_clipboardChangeConnection;
 
-    unsigned long long m_copyFallbackGeneration = 0;
-    QTimer m_restoreGuardTimer;
-    QMetaObject::Connection m_restoreGuardConnection;
+    // Last, so the windows go first and none reports back into a half-destroyed controller.
+    ResultWindows m_windows;
 };

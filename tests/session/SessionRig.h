@@ -12,7 +12,6 @@
 #include "platform/HotkeyManager.h"
 #include "platform/ISelectedTextProvider.h"
 #include "session/SessionController.h"
-#include "ui/result/ResultWindow.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -43,10 +42,11 @@ inline ScriptedResponse stream(const QStringList &chunks, bool hold = false, con
 struct SessionRig
 {
     // With desktop: the real hotkeys and selection reader (X11); otherwise neither.
-    SessionRig(std::unique_ptr<IOcrProvider> ocrProvider, bool desktop)
+    SessionRig(std::unique_ptr<IOcrProvider> ocrProvider, bool desktop, ResultWindows::Factory views)
         : hotkeys(desktop ? new HotkeyManager : nullptr)
         , ocr(std::move(ocrProvider))
         , selectedText(desktop ? vontrelCreateSelectedTextProvider() : nullptr)
+        , controller(std::make_unique<SessionController>(std::move(views)))
     {
         listening = server.listen();
         server.setFallback(stream({QStringLiteral("Hel"), QStringLiteral("lo")}));
@@ -55,6 +55,7 @@ struct SessionRig
         config->setApiUrl(server.baseUrl("/v1"));
         config->setApiKey(QStringLiteral("test-key"));
         config->setModel(QStringLiteral("test-model"));
+        controller->setConfig(config);
         controller->setCaptureService(&capture);
         controller->setClipboardService(&clipboard);
         controller->setSelectedTextProvider(selectedText.get());
@@ -69,14 +70,16 @@ struct SessionRig
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    // Waits for a current window other than `old` to show.
-    ResultWindow *waitForNewWindow(ResultWindow *old = nullptr, int bound = 20000)
+    // Waits for a current window other than `old` that shown() accepts.
+    template<typename View>
+    View *waitForNewWindow(const View *old, int bound, bool (*shown)(const View *))
     {
-        ResultWindow *window = nullptr;
-        auto shown = [&] {
-            return (window = controller->currentWindow()) && window != old && window->isVisible();
+        View *window = nullptr;
+        auto ready = [&] {
+            window = dynamic_cast<View *>(controller->currentWindow());
+            return window && window != old && shown(window);
         };
-        return QTest::qWaitFor(shown, bound) ? window : nullptr;
+        return QTest::qWaitFor(ready, bound) ? window : nullptr;
     }
 
     // The text after "Input:" in the user message of request `index` (-1: the last one).
@@ -97,6 +100,6 @@ struct SessionRig
     std::unique_ptr<IOcrProvider> ocr;
     std::unique_ptr<ISelectedTextProvider> selectedText;
     ActionService actions{nullptr};
-    std::unique_ptr<SessionController> controller = std::make_unique<SessionController>();
+    std::unique_ptr<SessionController> controller;
     bool listening = false;
 };

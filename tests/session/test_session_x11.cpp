@@ -5,6 +5,7 @@
 #include "X11TestHelpers.h"
 
 #include "capture/CaptureOverlay.h"
+#include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -71,6 +72,7 @@ private slots:
 
 private:
     bool ownClipboard(const QList<QPair<QString, QByteArray>> &formats);
+    ResultWindow *current() const;
     ResultWindow *press(const QString &keys);
 
     QTemporaryDir m_files;
@@ -82,7 +84,8 @@ private:
 void TestSessionX11::init()
 {
     QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    m_rig = std::make_unique<SessionRig>(vontrelCreateOcrProvider(QStringLiteral("eng")), true);
+    m_rig = std::make_unique<SessionRig>(vontrelCreateOcrProvider(QStringLiteral("eng")), true,
+                                         [] { return new ResultWindow; });
     QVERIFY(m_rig->listening);
     QVERIFY2(m_rig->hotkeys->registerHotkeys(), qPrintable(m_rig->hotkeys->lastError()));
 }
@@ -109,10 +112,18 @@ bool TestSessionX11::ownClipboard(const QList<QPair<QString, QByteArray>> &forma
     return m_clipboardOwner->start(arguments);
 }
 
+ResultWindow *TestSessionX11::current() const
+{
+    return dynamic_cast<ResultWindow *>(m_rig->controller->currentWindow());
+}
+
 ResultWindow *TestSessionX11::press(const QString &keys)
 {
-    QPointer<ResultWindow> old = m_rig->controller->currentWindow();
-    return xdotool({"key", keys}) ? m_rig->waitForNewWindow(old, kBound) : nullptr;
+    QPointer<ResultWindow> old = current();
+    const auto shown = [](const ResultWindow *window) {
+        return window->isVisible();
+    };
+    return xdotool({"key", keys}) ? m_rig->waitForNewWindow<ResultWindow>(old, kBound, shown) : nullptr;
 }
 
 void TestSessionX11::selectionInAnotherClient()
@@ -176,7 +187,7 @@ void TestSessionX11::captureRecognisesRegion()
     QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
     QElapsedTimer sinceText;
     sinceText.start();
-    ResultWindow *window = m_rig->controller->currentWindow();
+    ResultWindow *window = current();
     QCOMPARE(m_rig->server.requestCount(), 0);
     const QString recognised = window->getSourceText();
     QVERIFY2(recognised.contains(QStringLiteral("rivers carry bright")), qPrintable(recognised));

@@ -1,10 +1,11 @@
-// The session controller offscreen, with the test's recogniser and "other application" answering the copy
-// keystroke: the races and outcomes the X11 tests cannot stage.
+// The session controller against views without widgets, with the test's recogniser and "other application"
+// answering the copy keystroke: the races, outcomes and window rules the X11 tests cannot stage.
 
 #include "SessionRig.h"
 
 #include "platform/CopyShortcut.h"
 #include "platform/Permissions.h"
+#include "session/AiRuns.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -12,6 +13,8 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTimer>
+
+#include <optional>
 
 using Formats = QList<QPair<QString, QByteArray>>;
 
@@ -26,6 +29,77 @@ public:
     bool isAvailable() override { return available; }
     QString answer;
     bool available = true;
+};
+
+// Records what the session asked the window to show; the user's side is called through its requests.
+class FakeView final : public QObject, public IResultView
+{
+public:
+    void setRequests(Requests value) override { requests = std::move(value); }
+    void showRecognising(const QImage &) override { recognising = true; }
+    void showSource(const QString &text, bool isEditable) override
+    {
+        source = text;
+        editable = isEditable;
+    }
+    void beginResult() override
+    {
+        running = true;
+        result.clear();
+        error.clear();
+    }
+    void appendResult(const QString &chunk) override { result += chunk; }
+    void endResult(ResultEnd how) override
+    {
+        running = false;
+        end = how;
+    }
+    void showError(const QString &message) override
+    {
+        running = false;
+        error = message;
+    }
+    void showMessage(Message value) override { message = value; }
+    void present() override { presented = true; }
+    void setPinned(bool value) override
+    {
+        if (value == pinned)
+            return;
+        pinned = value;
+        if (const auto request = requests.pinChanged)
+            request(value);
+    }
+    bool isPinned() const override { return pinned; }
+    void discard() override
+    {
+        requests = {};
+        deleteLater();
+    }
+    // The user hides the window.
+    void close()
+    {
+        if (const auto request = requests.closed)
+            request();
+    }
+
+    Requests requests;
+    bool recognising = false;
+    bool presented = false;
+    bool editable = false;
+    bool running = false;
+    bool pinned = false;
+    QString source;
+    QString result;
+    QString error;
+    std::optional<ResultEnd> end;
+    std::optional<Message> message;
+};
+
+class FixedSelection final : public ISelectedTextProvider
+{
+public:
+    QString selectedText() override { return text; }
+    QString text;
 };
 
 void setClipboard(const Formats &formats)
@@ -57,13 +131,26 @@ private slots:
     void cleanup();
     void lateCopyIsUndone();
     void secondPressTakesOverWaitingFallback();
+    void selectionProviderInsteadOfKeystroke();
     void hotkeyDuringPauseCancelsRequest();
     void recognitionOutcomes_data();
     void recognitionOutcomes();
+    void pinnedWindowsOutliveLaterPresses();
+    void stopAndCloseEndTheirRun();
+    void missingPermissionOpensNoWindow();
+    void providerChangeReachesNextRun();
 
 private:
-    ResultWindow *pressAndWait(int hotkey);
+    FakeView *current() const { return dynamic_cast<FakeView *>(m_rig->controller->currentWindow()); }
+    FakeView *pressAndWait(int hotkey);
     void setCopy(std::function<bool()> sender) { CopyShortcut::setSenderForTesting(std::move(sender)); }
+    void copyAnswers(const QString &selection)
+    {
+        setCopy([selection] {
+            QGuiApplication::clipboard()->setText(selection);
+            return true;
+        });
+    }
 
     std::unique_ptr<SessionRig> m_rig;
     FakeOcrProvider *m_ocr = nullptr;
@@ -74,7 +161,8 @@ void TestSessionController::init()
     Permissions::setProbesForTesting([] { return true; }, [] { return true; });
     QGuiApplication::clipboard()->clear();
     m_ocr = new FakeOcrProvider;
-    m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false);
+    m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false,
+                                         [] { return new FakeView; });
     QVERIFY(m_rig->listening);
 }
 
@@ -86,11 +174,14 @@ void TestSessionController::cleanup()
     Permissions::setProbesForTesting({}, {});
 }
 
-ResultWindow *TestSessionController::pressAndWait(int hotkey)
+FakeView *TestSessionController::pressAndWait(int hotkey)
 {
-    QPointer<ResultWindow> old = m_rig->controller->currentWindow();
+    QPointer<FakeView> old = current();
     m_rig->controller->onHotkeyTriggered(hotkey);
-    return m_rig->waitForNewWindow(old, kBound);
+    const auto shown = [](const FakeView *view) {
+        return view->presented;
+    };
+    return m_rig->waitForNewWindow<FakeView>(old, kBound, shown);
 }
 
 void TestSessionController::lateCopyIsUndone()
@@ -104,9 +195,10 @@ void TestSessionController::lateCopyIsUndone()
         return true;
     });
     QSignalSpy changes(&m_rig->clipboard, &ClipboardService::clipboardChanged);
-    ResultWindow *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(window);
-    QCOMPARE(window->getSourceText(), QStringLiteral("original"));
+    QCOMPARE(window->source, QStringLiteral("original"));
+    QCOMPARE(m_rig->controller->inputSource(), SessionController::Clipboard);
     QTRY_VERIFY_WITH_TIMEOUT(changes.size() >= 2, kBound); // the late copy landed and was undone
     QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
 }
@@ -123,20 +215,44 @@ void TestSessionController::secondPressTakesOverWaitingFallback()
         return true;
     });
     m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
-    QPointer<ResultWindow> first = m_rig->controller->currentWindow();
+    QPointer<FakeView> first = current();
     QVERIFY(m_rig->controller->isCopyFallbackActive());
 
-    ResultWindow *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    FakeView *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(second && second != first);
     QTRY_VERIFY(first.isNull());
-    QCOMPARE(second->getSourceText(), QStringLiteral("the selection"));
+    QCOMPARE(second->source, QStringLiteral("the selection"));
     QCOMPARE(clipboardFormats(), before);
 
     // The first keystroke's copy arriving now must not stay on the clipboard.
     QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
     QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
-    QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("Hello"), kBound);
+    QTRY_COMPARE_WITH_TIMEOUT(second->result, QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->server.requestCount(), 1);
+}
+
+void TestSessionController::selectionProviderInsteadOfKeystroke()
+{
+    setClipboard({{"text/plain", "clipboard text"}});
+    const Formats before = clipboardFormats();
+    bool keystrokeSent = false;
+    setCopy([&keystrokeSent] { return keystrokeSent = true; });
+    FixedSelection selection;
+    m_rig->controller->setSelectedTextProvider(&selection, [] { return true; });
+
+    selection.text = QStringLiteral("from the provider");
+    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(window);
+    QCOMPARE(window->source, QStringLiteral("from the provider"));
+    QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
+
+    // Nothing selected: the clipboard's text, as with the keystroke.
+    selection.text.clear();
+    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(window);
+    QCOMPARE(window->source, QStringLiteral("clipboard text"));
+    QVERIFY(!keystrokeSent);
+    QCOMPARE(clipboardFormats(), before);
 }
 
 void TestSessionController::hotkeyDuringPauseCancelsRequest()
@@ -147,10 +263,7 @@ void TestSessionController::hotkeyDuringPauseCancelsRequest()
     QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
 
     // Within the pause another session starts: the recognised text is never sent.
-    setCopy([] {
-        QGuiApplication::clipboard()->setText(QStringLiteral("instead"));
-        return true;
-    });
+    copyAnswers(QStringLiteral("instead"));
     QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
     pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(requests.wait(kBound));
@@ -162,30 +275,123 @@ void TestSessionController::recognitionOutcomes_data()
 {
     QTest::addColumn<QString>("answer");
     QTest::addColumn<bool>("available");
-    QTest::addColumn<QString>("expectedSource");
-    QTest::addColumn<QString>("expectedResult"); // non-empty: the session failed
-    QTest::newRow("no text") << QStringLiteral(" \n ") << true << QStringLiteral("No text recognized")
-                             << QString();
-    QTest::newRow("recogniser unavailable") << QString() << false << QStringLiteral("Recognizing text...")
-                                            << QStringLiteral("OCR failed: OCR not available on this system");
+    QTest::addColumn<QString>("expectedError"); // non-empty: the session failed
+    QTest::newRow("no text") << QStringLiteral(" \n ") << true << QString();
+    QTest::newRow("recogniser unavailable")
+        << QString() << false << QStringLiteral("OCR failed: OCR not available on this system");
 }
 
 void TestSessionController::recognitionOutcomes()
 {
     QFETCH(QString, answer);
     QFETCH(bool, available);
-    QFETCH(QString, expectedSource);
-    QFETCH(QString, expectedResult);
+    QFETCH(QString, expectedError);
     m_ocr->answer = answer;
     m_ocr->available = available;
     m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
     emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
     QTRY_COMPARE_WITH_TIMEOUT(
         m_rig->controller->state(),
-        expectedResult.isEmpty() ? SessionController::WaitingAction : SessionController::Failed, kBound);
-    QCOMPARE(m_rig->controller->currentWindow()->getSourceText(), expectedSource);
-    QCOMPARE(m_rig->controller->currentWindow()->getTranslation(), expectedResult);
+        expectedError.isEmpty() ? SessionController::WaitingAction : SessionController::Failed, kBound);
+    FakeView *window = current();
+    QVERIFY(window->recognising && window->presented);
+    QCOMPARE(window->source, QString());
+    QCOMPARE(window->error, expectedError);
+    QTest::qWait(1200); // past the pause: still nothing to send
     QCOMPARE(m_rig->server.requestCount(), 0);
+}
+
+void TestSessionController::pinnedWindowsOutliveLaterPresses()
+{
+    copyAnswers(QStringLiteral("first"));
+    QPointer<FakeView> first = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(first);
+    QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("Hello"), kBound);
+    first->setPinned(true);
+
+    QPointer<FakeView> second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QPointer<FakeView> third = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QTRY_VERIFY(second.isNull());
+    QVERIFY(first && third);
+    QCOMPARE(m_rig->controller->pinnedWindows(), QList<IResultView *>{first.data()});
+
+    // Retry in the pinned window streams into it, not into the current one.
+    QTRY_COMPARE_WITH_TIMEOUT(third->result, QStringLiteral("Hello"), kBound);
+    m_rig->server.setFallback(stream({QStringLiteral("again")}));
+    first->requests.retry();
+    QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("again"), kBound);
+    QCOMPARE(third->result, QStringLiteral("Hello"));
+
+    first->close();
+    QTRY_VERIFY(first.isNull());
+    QVERIFY(m_rig->controller->pinnedWindows().isEmpty());
+
+    // Pinned by default: the next window stays when another press comes.
+    ConfigManager::instance()->setPinOverlayByDefault(true);
+    QPointer<FakeView> pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(pinned && pinned->pinned);
+    pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(pinned);
+    QCOMPARE(m_rig->controller->pinnedWindows().size(), 2);
+}
+
+void TestSessionController::stopAndCloseEndTheirRun()
+{
+    copyAnswers(QStringLiteral("some text"));
+    m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
+    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QVERIFY(window);
+    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
+    window->requests.stop();
+    QCOMPARE(window->end, IResultView::ResultEnd::Stopped);
+    QCOMPARE(m_rig->controller->state(), SessionController::Done);
+    QCOMPARE(m_rig->controller->runningRequestCount(), 0);
+
+    // Enter in the window sends the text again; closing it ends that run too.
+    window->requests.translate(QStringLiteral("edited text"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_rig->server.requestCount(), 2, kBound);
+    QCOMPARE(m_rig->promptInput(-1), QStringLiteral("edited text"));
+    QCOMPARE(m_rig->controller->runningRequestCount(), 1);
+    QPointer<FakeView> closed = window;
+    window->close();
+    QTRY_VERIFY(closed.isNull());
+    QCOMPARE(m_rig->controller->runningRequestCount(), 0);
+    QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+}
+
+void TestSessionController::missingPermissionOpensNoWindow()
+{
+    Permissions::setProbesForTesting([] { return false; }, [] { return false; });
+    QSignalSpy missing(m_rig->controller.get(), &SessionController::permissionMissing);
+    m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
+    m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+    QCOMPARE(missing.size(), 2);
+    QCOMPARE(missing.at(0).at(0).value<SessionController::Permission>(), SessionController::Accessibility);
+    QCOMPARE(missing.at(1).at(0).value<SessionController::Permission>(), SessionController::ScreenRecording);
+    QVERIFY(!m_rig->controller->currentWindow());
+    QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+}
+
+void TestSessionController::providerChangeReachesNextRun()
+{
+    copyAnswers(QStringLiteral("text"));
+    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
+    QTRY_COMPARE(m_rig->controller->aiRuns()->idleCount(), 1); // the client waits for the next run
+
+    LoopbackHttpServer other;
+    QVERIFY(other.listen());
+    other.setFallback(stream({QStringLiteral("from the new provider")}));
+    ConfigManager::instance()->setApiUrl(other.baseUrl("/v1"));
+    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("from the new provider"), kBound);
+    QCOMPARE(m_rig->server.requestCount(), 1);
+
+    // Unconfigured: the window says so and nothing is sent.
+    ConfigManager::instance()->setApiKey(QString());
+    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+    QCOMPARE(window->error, QStringLiteral("AI not configured. Please set API key."));
+    QCOMPARE(other.requestCount(), 1);
 }
 
 QTEST_MAIN(TestSessionController)

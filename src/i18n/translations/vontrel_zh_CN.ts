@@ -259,65 +259,6 @@ Capture screenshots, recognize text, and translate instantly.</source>
     </message>
 </context>
 <context>
-    <name>ResultWindow</name>
-    <message>
-        <source>Vontrel</source>
-        <translation>Vontrel</translation>
-    </message>
-    <message>
-        <source>Close</source>
-        <translation>关闭</translation>
-    </message>
-    <message>
-        <source>Copy</source>
-        <translation>复制</translation>
-    </message>
-    <message>
-        <source>Stop</source>
-        <translation>停止</translation>
-    </message>
-    <message>
-        <source>Retry</source>
-        <translation>重试</translation>
-    </message>
-    <message>
-        <source>Unpin window</source>
-        <translation>取消固定窗口</translation>
-    </message>
-    <message>
-        <source>Pin window</source>
-        <translation>固定窗口</translation>
-    </message>
-    <message>
-        <source>OCR text will appear here...</source>
-        <translation>识别出的文字将显示在这里…</translation>
-    </message>
-    <message>
-        <source>Type text, press Enter to translate (Shift+Enter for newline)...</source>
-        <translation>输入文字，按 Enter 翻译（Shift+Enter 换行）…</translation>
-    </message>
-    <message>
-        <source>Translation will appear here...</source>
-        <translation>译文将显示在这里…</translation>
-    </message>
-    <message>
-        <source>Translating...</source>
-        <translation>正在翻译…</translation>
-    </message>
-    <message>
-        <source>Recognizing text...</source>
-        <translation>正在识别文字…</translation>
-    </message>
-    <message>
-        <source>No text recognized</source>
-        <translation>未识别到文字</translation>
-    </message>
-    <message>
-        <source>Copied</source>
-        <translation>已复制</translation>
-    </message>
-</context>
-<context>
     <name>PermissionGuideDialog</name>
     <message>
         <source>Vontrel Permissions</source>
@@ -538,6 +479,85 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
     </message>
 </context>
 <context>
+    <name>ResultWindow</name>
+    <message>
+        <source>Vontrel</source>
+        <translation>Vontrel</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
+        <source>Copy</source>
+        <translation>复制</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>停止</translation>
+    </message>
+    <message>
+        <source>Retry</source>
+        <translation>重试</translation>
+    </message>
+    <message>
+        <source>Unpin window</source>
+        <translation>取消固定窗口</translation>
+    </message>
+    <message>
+        <source>Pin window</source>
+        <translation>固定窗口</translation>
+    </message>
+    <message>
+        <source>OCR text will appear here...</source>
+        <translation>识别出的文字将显示在这里…</translation>
+    </message>
+    <message>
+        <source>Type text, press Enter to translate (Shift+Enter for newline)...</source>
+        <translation>输入文字，按 Enter 翻译（Shift+Enter 换行）…</translation>
+    </message>
+    <message>
+        <source>Translation will appear here...</source>
+        <translation>译文将显示在这里…</translation>
+    </message>
+    <message>
+        <source>Translating...</source>
+        <translation>正在翻译…</translation>
+    </message>
+    <message>
+        <source>Recognizing text...</source>
+        <translation>正在识别文字…</translation>
+    </message>
+    <message>
+        <source>No text recognized</source>
+        <translation>未识别到文字</translation>
+    </message>
+    <message>
+        <source>Copied</source>
+        <translation>已复制</translation>
+    </message>
+    <message>
+        <source>
+
+(Stopped)</source>
+        <translation>
+
+（已停止）</translation>
+    </message>
+    <message>
+        <source>(Stopped)</source>
+        <translation>（已停止）</translation>
+    </message>
+    <message>
+        <source>No image in clipboard</source>
+        <translation>剪贴板中没有图像</translation>
+    </message>
+    <message>
+        <source>Failed to simulate copy to read selected text. Please copy manually or type directly.</source>
+        <translation>无法模拟复制来读取选中文字，请手动复制或直接输入。</translation>
+    </message>
+</context>
+<context>
     <name>SessionController</name>
     <message>
         <source>Capture service not available</source>
@@ -552,24 +572,8 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
         <translation>剪贴板服务不可用</translation>
     </message>
     <message>
-        <source>Clipboard is empty</source>
-        <translation>剪贴板为空</translation>
-    </message>
-    <message>
-        <source>No image in clipboard</source>
-        <translation>剪贴板中没有图像</translation>
-    </message>
-    <message>
         <source>OCR provider not available</source>
         <translation>文字识别服务不可用</translation>
-    </message>
-    <message>
-        <source>Recognizing text...</source>
-        <translation>正在识别文字…</translation>
-    </message>
-    <message>
-        <source>No text recognized</source>
-        <translation>未识别到文字</translation>
     </message>
     <message>
         <source>OCR failed: %1</source>
@@ -594,22 +598,6 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
     <message>
         <source>No text to process</source>
         <translation>没有可处理的文字</translation>
-    </message>
-    <message>
-        <source>
-
-(Stopped)</source>
-        <translation>
-
-（已停止）</translation>
-    </message>
-    <message>
-        <source>(Stopped)</source>
-        <translation>（已停止）</translation>
-    </message>
-    <message>
-        <source>Failed to simulate copy to read selected text. Please copy manually or type directly.</source>
-        <translation>无法模拟复制来读取选中文字，请手动复制或直接输入。</translation>
     </message>
 </context>
 <context>

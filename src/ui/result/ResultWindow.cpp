@@ -1,5 +1,6 @@
 #include "ui/result/ResultWindow.h"
 
+#include "platform/Permissions.h"
 #include "platform/RoundedCornerHelper.h"
 #include "ui/IconTint.h"
 #include "ui/ThemeColors.h"
@@ -157,6 +158,28 @@ ResultWindow::ResultWindow(QWidget *parent)
                    std::min(static_cast<int>(0.9 * available.height()), kMaxHeightCap));
 
     setupUi();
+
+    // Each request is called through a copy: the session may clear the requests while one of them runs.
+    connect(this, &ResultWindow::translateRequested, this, [this](const QString &text) {
+        if (const auto request = m_requests.translate)
+            request(text);
+    });
+    connect(this, &ResultWindow::stopRequested, this, [this] {
+        if (const auto request = m_requests.stop)
+            request();
+    });
+    connect(this, &ResultWindow::retryRequested, this, [this] {
+        if (const auto request = m_requests.retry)
+            request();
+    });
+    connect(this, &ResultWindow::pinStateChanged, this, [this](bool pinned) {
+        if (const auto request = m_requests.pinChanged)
+            request(pinned);
+    });
+    connect(this, &ResultWindow::closed, this, [this] {
+        if (const auto request = m_requests.closed)
+            request();
+    });
 }
 
 ResultWindow::~ResultWindow()
@@ -319,11 +342,8 @@ void ResultWindow::retranslateUi()
         m_retryButton->setToolTip(tr("Retry"));
     if (m_pinButton)
         m_pinButton->setToolTip(m_isPinned ? tr("Unpin window") : tr("Pin window"));
-    if (m_sourceEdit) {
-        m_sourceEdit->setPlaceholderText(
-            m_mode == CaptureMode ? tr("OCR text will appear here...")
-                                  : tr("Type text, press Enter to translate (Shift+Enter for newline)..."));
-    }
+    if (m_sourceEdit)
+        m_sourceEdit->setPlaceholderText(sourcePlaceholder());
     if (m_translationView)
         m_translationView->setPlaceholderText(tr("Translation will appear here..."));
 }
@@ -344,14 +364,10 @@ void ResultWindow::setMode(Mode mode)
     m_previewLabel->setVisible(mode == CaptureMode);
     m_sourceEdit->setVisible(mode != MessageMode);
 
-    if (mode == CaptureMode) {
-        m_sourceEdit->setPlaceholderText(tr("OCR text will appear here..."));
-        m_sourceEdit->setReadOnly(true);
-    } else {
-        m_sourceEdit->setPlaceholderText(
-            tr("Type text, press Enter to translate (Shift+Enter for newline)..."));
-        m_sourceEdit->setReadOnly(!m_sourceEditable);
-    }
+    if (mode != CaptureMode)
+        m_recognition = Recognition::None;
+    m_sourceEdit->setPlaceholderText(sourcePlaceholder());
+    m_sourceEdit->setReadOnly(mode == CaptureMode || !m_sourceEditable);
 
     m_messageLabel->setVisible(mode == MessageMode);
 
@@ -507,6 +523,89 @@ void ResultWindow::setMessageText(const QString &text)
     m_messageLabel->show();
 }
 
+// ---- the session's calls ------------------------------------------------------------------------------
+
+void ResultWindow::setRequests(Requests requests)
+{
+    m_requests = std::move(requests);
+}
+
+void ResultWindow::showRecognising(const QImage &image)
+{
+    setMode(CaptureMode);
+    m_recognition = Recognition::Running;
+    m_sourceEdit->setPlaceholderText(sourcePlaceholder());
+    setPreviewImage(image);
+    showTranslation(false);
+    clearTranslation();
+    setSourceEditable(false);
+    setSourceText(QString());
+}
+
+void ResultWindow::showSource(const QString &text, bool editable)
+{
+    if (m_mode == CaptureMode) {
+        m_recognition = text.isEmpty() ? Recognition::FoundNothing : Recognition::None;
+        m_sourceEdit->setPlaceholderText(sourcePlaceholder());
+        setSourceText(text);
+        // Recognised text is followed by its result: the area is there during the pause before the request.
+        showTranslation(!text.isEmpty());
+        clearTranslation();
+        return;
+    }
+    showTranslation(false);
+    clearTranslation();
+    setSourceText(text);
+    setSourceEditable(editable);
+}
+
+void ResultWindow::beginResult()
+{
+    showTranslation(true);
+    setProcessing(true);
+    clearTranslation();
+}
+
+void ResultWindow::endResult(ResultEnd end)
+{
+    setProcessing(false);
+    if (end != ResultEnd::Stopped)
+        return;
+    if (!getTranslation().trimmed().isEmpty())
+        appendTranslation(tr("\n\n(Stopped)"));
+    else
+        setTranslation(tr("(Stopped)"));
+}
+
+void ResultWindow::showMessage(Message message)
+{
+    setMode(MessageMode);
+    switch (message) {
+    case Message::NoImageInClipboard:
+        setMessageText(tr("No image in clipboard"));
+        break;
+    case Message::CopyFailed:
+        setMessageText(
+            tr("Failed to simulate copy to read selected text. Please copy manually or type directly."));
+        break;
+    }
+}
+
+void ResultWindow::present()
+{
+    Permissions::activateApp();
+    show();
+    raise();
+    activateWindow();
+}
+
+void ResultWindow::discard()
+{
+    m_requests = {};
+    hide();
+    deleteLater();
+}
+
 void ResultWindow::refresh()
 {
     updateAutoHeights();
@@ -519,10 +618,22 @@ void ResultWindow::refresh()
 
 bool ResultWindow::isSourceCopyable() const
 {
-    if (!m_sourceEdit || !hasVisibleText(m_sourceEdit->document()))
-        return false;
-    const QString text = m_sourceEdit->toPlainText();
-    return text != tr("Recognizing text...") && text != tr("No text recognized");
+    return m_sourceEdit && hasVisibleText(m_sourceEdit->document());
+}
+
+QString ResultWindow::sourcePlaceholder() const
+{
+    if (m_mode != CaptureMode)
+        return tr("Type text, press Enter to translate (Shift+Enter for newline)...");
+    switch (m_recognition) {
+    case Recognition::Running:
+        return tr("Recognizing text...");
+    case Recognition::FoundNothing:
+        return tr("No text recognized");
+    case Recognition::None:
+        break;
+    }
+    return tr("OCR text will appear here...");
 }
 
 bool ResultWindow::canSendSource() const
@@ -621,8 +732,7 @@ void ResultWindow::onRetryClicked()
 
 // ---- sizing -------------------------------------------------------------------------------------------
 
-int ResultWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight,
-                                             int maxHeight)
+int ResultWindow::calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight, int maxHeight)
 {
     if (!doc || !widget)
         return minHeight;
@@ -657,7 +767,7 @@ void ResultWindow::updateAutoHeights()
 
     if (sourceVisible) {
         QTextDocument *doc = m_sourceEdit->document();
-        const bool recognising = m_mode == CaptureMode && doc->toPlainText() == tr("Recognizing text...");
+        const bool recognising = m_mode == CaptureMode && m_recognition == Recognition::Running;
         int cap = viewVisible ? kSourceCapWithResult : kSourceCapAlone;
         if (recognising)
             cap = 0;

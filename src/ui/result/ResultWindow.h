@@ -1,5 +1,7 @@
 #pragma once
 
+#include "session/IResultView.h"
+
 #include <QImage>
 #include <QMetaObject>
 #include <QPoint>
@@ -19,9 +21,8 @@ class QWindow;
 
 // The floating result window of one run: the captured preview and source text, the streamed result, and
 // the Copy / Stop / Retry / Pin / Close controls. It sizes itself to its content, hides itself when it
-// loses activation unless pinned, and reports every hiding once through closed(). The session controller
-// owns and deletes it.
-class ResultWindow final : public QWidget
+// loses activation unless pinned, and reports every hiding once through closed(). The session owns it.
+class ResultWindow final : public QWidget, public IResultView
 {
     Q_OBJECT
 
@@ -60,13 +61,22 @@ public:
     void setError(const QString &message);
     void setMessageText(const QString &text);
 
-    void setPinned(bool pinned);
-    bool isPinned() const { return m_isPinned; }
+    void setPinned(bool pinned) override;
+    bool isPinned() const override { return m_isPinned; }
 
     void retranslateUi();
 
-    // The controller's key for this window ("window_%1"); set right after construction.
-    QString windowId;
+    // The session's view of the window.
+    void setRequests(Requests requests) override;
+    void showRecognising(const QImage &image) override;
+    void showSource(const QString &text, bool editable) override;
+    void beginResult() override;
+    void appendResult(const QString &chunk) override { appendTranslation(chunk); }
+    void endResult(ResultEnd end) override;
+    void showError(const QString &message) override { setError(message); }
+    void showMessage(Message message) override;
+    void present() override;
+    void discard() override;
 
 signals:
     void translateRequested(const QString &text);
@@ -110,11 +120,16 @@ private:
     int calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight, int maxHeight);
     bool isSourceCopyable() const;
     bool canSendSource() const;
+    QString sourcePlaceholder() const;
     void onFocusWindowChanged(QWindow *window);
     void onApplicationStateChanged(Qt::ApplicationState state);
     void disconnectWatchers();
 
+    enum class Recognition { None, Running, FoundNothing };
+
     Mode m_mode = TextMode;
+    Recognition m_recognition = Recognition::None;
+    Requests m_requests;
     QLabel *m_messageLabel = nullptr;
     QLabel *m_previewLabel = nullptr;
     QImage m_previewImage;

@@ -147,7 +147,6 @@ private slots:
         QTest::addColumn<QString>("clipboard");
         QTest::newRow("result") << "PAp" << false << "done";
         QTest::newRow("source untrimmed") << " padded \n" << true << " padded \n";
-        QTest::newRow("source recognizing") << "Recognizing text..." << true << "-";
         QTest::newRow("source blank") << " \n\t " << true << "-";
     }
     void copy()

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/ClipboardService.h"
+
+#include <QMetaObject>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+
+class ISelectedTextProvider;
+
+// Reads the selection of the frontmost application by a synthetic copy keystroke, and gives the user's
+// clipboard back exactly as it was: the clipboard is saved first and restored as soon as the copy has landed
+// (or its wait is over), and a copy that lands later still is undone for a short while. GUI thread only.
+class SelectionCopier final : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum Source {
+        Nothing = 0,      // no selection and no clipboard text: the user is to type
+        SelectedText = 1, // the selection the copy (or the selected-text provider) brought
+        Clipboard = 2,    // nothing was selected; the clipboard's own text
+    };
+    Q_ENUM(Source)
+
+    explicit SelectionCopier(ClipboardService *clipboard, QObject *parent = nullptr);
+    // Quitting while a copy is outstanding still leaves the user's clipboard as it was.
+    ~SelectionCopier() override;
+
+    // Where sending a keystroke would disturb the focused program (a terminal reads Ctrl+C as an interrupt),
+    // preferProvider answers true and the provider's selection is read instead, leaving the clipboard alone.
+    void setSelectedTextProvider(ISelectedTextProvider *provider, std::function<bool()> preferProvider);
+
+    // Starts reading; finished() follows once. False, with the clipboard untouched and nothing emitted, when
+    // the keystroke could not be sent. A read still outstanding is abandoned first.
+    bool start();
+    // Ends an outstanding read without a result and hands the clipboard back at once.
+    void abandon();
+    bool isActive() const { return m_active; }
+
+signals:
+    // The text as it will be sent: a selection trimmed, the clipboard's text untouched; empty with Nothing.
+    void finished(const QString &text, SelectionCopier::Source source);
+
+private:
+    void finish(quint64 generation);
+    QString clipboardText() const;
+    void startRestoreGuard();
+    void stopRestoreGuard();
+    void onClipboardChangedAfterRestore();
+
+    ClipboardService *m_clipboard = nullptr;
+    ISelectedTextProvider *m_provider = nullptr;
+    std::function<bool()> m_preferProvider;
+    bool m_active = false;
+    bool m_readingProvider = false;
+    quint64 m_generation = 0;
+    ClipboardService::Snapshot m_snapshot;
+    QMetaObject::Connection m_copyLanded;
+    QTimer m_restoreGuardTimer;
+    QMetaObject::Connection m_restoreGuardConnection;
+};

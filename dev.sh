@@ -17,7 +17,7 @@ BUILD_PACKAGES=(
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
-TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick)
+TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang)
 
 install_missing() {
     local missing=() p
@@ -60,7 +60,7 @@ test)
         dir=build-sanitize
     else
         scripts/format.sh --check
-        configure_and_build build -DVONTREL_WERROR=ON
+        configure_and_build build -DVONTREL_WERROR=ON -DVONTREL_MAC_COMPILE_CHECK=ON
         dir=build
     fi
     ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@"

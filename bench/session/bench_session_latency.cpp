@@ -94,7 +94,7 @@ struct Figures
         std::printf("  hotkey signal -> copy fallback end    %7.2f\n", median(hotkeyToFallbackEnd));
         std::printf("  fallback end  -> window visible       %7.2f   (target 50)\n",
                     median(fallbackEndToVisible));
-        std::printf("  fallback end  -> streaming worker made %7.2f\n", median(fallbackEndToWorker));
+        std::printf("  fallback end  -> request started      %7.2f\n", median(fallbackEndToWorker));
         std::printf("  fallback end  -> request at provider  %7.2f   (target 10; p95 %.2f, target 20)\n",
                     median(fallbackEndToRequest), percentile(fallbackEndToRequest, 0.95));
     }

@@ -6,17 +6,32 @@
 
 AiRuns::AiRuns(QObject *parent)
     : QObject(parent)
-{}
+{
+    m_thread.setObjectName(QStringLiteral("vontrel-ai"));
+    m_thread.start();
+}
 
 AiRuns::~AiRuns()
 {
     cancelAll();
+    for (const Client &client : std::as_const(m_idle))
+        destroy(client);
+    m_thread.quit();
+    m_thread.wait();
 }
 
-OpenAIClient *AiRuns::makeClient()
+AiRuns::Client AiRuns::makeClient()
 {
-    // Children, so a client on its way back to the idle list is freed with the runs all the same.
-    return new OpenAIClient(m_provider.apiUrl, m_provider.apiKey, m_provider.model, this);
+    auto *client = new OpenAIClient(m_provider.apiUrl, m_provider.apiKey, m_provider.model);
+    client->moveToThread(&m_thread);
+    return {client, m_provider};
+}
+
+void AiRuns::destroy(const Client &client)
+{
+    // Freed on its own thread, where its network objects live; the thread ends only after this has run.
+    client.client->disconnect(this);
+    client.client->deleteLater();
 }
 
 void AiRuns::setProvider(const Provider &provider)
@@ -24,73 +39,75 @@ void AiRuns::setProvider(const Provider &provider)
     if (provider == m_provider && !m_idle.isEmpty())
         return;
     m_provider = provider;
-    qDeleteAll(m_idle);
+    for (const Client &client : std::as_const(m_idle))
+        destroy(client);
     m_idle = {makeClient()};
+}
+
+bool AiRuns::isCurrent(const QString &windowId, quint64 number) const
+{
+    const auto run = m_running.constFind(windowId);
+    return run != m_running.cend() && run->number == number;
 }
 
 void AiRuns::start(const QString &windowId, const QString &prompt)
 {
-    release(windowId, true, false);
-    OpenAIClient *client = m_idle.isEmpty() ? makeClient() : m_idle.takeLast();
-    m_running.insert(windowId, client);
+    release(windowId, true);
+    const Run run{m_idle.isEmpty() ? makeClient() : m_idle.takeLast(), ++m_lastRun};
+    m_running.insert(windowId, run);
     qInfo().noquote() << "AiRuns: Starting streaming AI request for window" << windowId;
 
-    connect(client, &OpenAIClient::streamingChunk, this,
-            [this, windowId](const QString &text) { emit chunk(windowId, text); });
-    connect(client, &OpenAIClient::streamingFinished, this, [this, windowId](const QString &response) {
-        release(windowId, false, true);
-        emit finished(windowId, response);
+    // The signals cross threads: one already under way when its run was cancelled or replaced is dropped
+    // by its run number.
+    const quint64 number = run.number;
+    OpenAIClient *client = run.client.client;
+    connect(client, &OpenAIClient::streamingChunk, this, [this, windowId, number](const QString &text) {
+        if (isCurrent(windowId, number))
+            emit chunk(windowId, text);
     });
-    connect(client, &OpenAIClient::streamingError, this, [this, windowId](const QString &message) {
-        release(windowId, false, true);
+    connect(client, &OpenAIClient::streamingFinished, this,
+            [this, windowId, number](const QString &response) {
+                if (!isCurrent(windowId, number))
+                    return;
+                release(windowId, false);
+                emit finished(windowId, response);
+            });
+    connect(client, &OpenAIClient::streamingError, this, [this, windowId, number](const QString &message) {
+        if (!isCurrent(windowId, number))
+            return;
+        release(windowId, false);
         emit failed(windowId, message);
     });
-    client->completeStreaming(prompt);
+    QMetaObject::invokeMethod(client, [client, prompt] { client->completeStreaming(prompt); });
 }
 
 void AiRuns::cancel(const QString &windowId)
 {
-    release(windowId, true, false);
+    release(windowId, true);
 }
 
 void AiRuns::cancelAll()
 {
     const QList<QString> windowIds = m_running.keys();
     for (const QString &windowId : windowIds)
-        release(windowId, true, false);
+        release(windowId, true);
 }
 
-bool AiRuns::isCurrent(const OpenAIClient *client) const
+void AiRuns::release(const QString &windowId, bool cancel)
 {
-    return client->apiUrl() == m_provider.apiUrl && client->apiKey() == m_provider.apiKey &&
-           client->model() == m_provider.model;
-}
-
-void AiRuns::release(const QString &windowId, bool cancel, bool fromClientSignal)
-{
-    OpenAIClient *client = m_running.take(windowId);
-    if (!client)
+    const auto found = m_running.constFind(windowId);
+    if (found == m_running.cend())
         return;
-    disconnect(client, nullptr, this, nullptr);
-    if (cancel)
-        client->cancelRequest();
-    if (!isCurrent(client)) {
-        client->deleteLater();
-        return;
+    const Client client = found->client;
+    m_running.erase(found);
+    client.client->disconnect(this);
+    if (cancel) {
+        OpenAIClient *openAi = client.client;
+        // Queued on the client's thread, so it runs before any request a later run queues there.
+        QMetaObject::invokeMethod(openAi, [openAi] { openAi->cancelRequest(); });
     }
-    if (!fromClientSignal) {
+    if (client.provider == m_provider)
         m_idle.append(client);
-        return;
-    }
-    // Still inside the client's own signal: reusing it at once would start a request in the middle of the
-    // old one's ending.
-    QMetaObject::invokeMethod(
-        this,
-        [this, client] {
-            if (isCurrent(client))
-                m_idle.append(client);
-            else
-                client->deleteLater();
-        },
-        Qt::QueuedConnection);
+    else
+        destroy(client);
 }

@@ -27,6 +27,8 @@ void appendDebugLog(const QString &message)
         qWarning().noquote() << "Failed to write debug log:" << path;
         return;
     }
+    // Whatever mode an older run left, the log is the user's alone.
+    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QTextStream out(&file);
     out << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << message << '\n';
 }

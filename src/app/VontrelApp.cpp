@@ -2,6 +2,8 @@
 
 #include "ai/ActionService.h"
 #include "app/DebugLog.h"
+#include "app/GraphicalSession.h"
+#include "app/SingleInstance.h"
 #include "capture/CaptureService.h"
 #include "config/ConfigManager.h"
 #include "i18n/LanguageManager.h"
@@ -220,6 +222,8 @@ void VontrelApp::start()
 
     ConfigManager *config = ConfigManager::instance();
     connect(config, &ConfigManager::configChanged, this, &VontrelApp::applyAiSettings);
+    connect(config, &ConfigManager::userNotice, this,
+            [this](const QString &title, const QString &text) { showWarning(title, text, dialogParent()); });
     connect(LanguageManager::instance(), &LanguageManager::languageChanged, this,
             &VontrelApp::updateTrayTexts);
     connect(UpdateChecker::instance(), &UpdateChecker::checkSucceeded, this,
@@ -465,13 +469,24 @@ int vontrelMain(int argc, char *argv[])
     // A provider that closes its connection early must not end the program.
     std::signal(SIGPIPE, SIG_IGN);
 
+    vontrelGuardPlatformStart();
     QApplication app(argc, argv);
+    vontrelEndPlatformStartGuard();
     QApplication::setApplicationName(QStringLiteral("Vontrel"));
     QApplication::setApplicationVersion(QStringLiteral(VONTREL_VERSION));
     QApplication::setOrganizationName(QStringLiteral("Vontrel"));
     QApplication::setQuitOnLastWindowClosed(false);
 
+    SingleInstance instance;
+    if (!instance.claim())
+        return instance.reportHandOver();
+
     VontrelApp vontrel;
+    // Connected before start(), whose dialogs keep the event loop (and so the instance's socket) running.
+    QObject::connect(&instance, &SingleInstance::activationRequested, &vontrel, [&vontrel] {
+        if (QAction *preferences = vontrel.preferencesAction())
+            preferences->trigger();
+    });
     vontrel.start();
     return QApplication::exec();
 }

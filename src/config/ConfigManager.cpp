@@ -45,6 +45,26 @@ QKeySequence keySequenceFromPortableText(const QString &text)
     return sequence;
 }
 
+struct KeyPath
+{
+    const char *section;
+    const char *name;
+};
+
+// In the order of ConfigManager::Key.
+constexpr KeyPath kKeys[] = {
+    {"ai", "api_url"},
+    {"ai", "api_key"},
+    {"ai", "model"},
+    {"ai", "target_language"},
+    {"ai", "system_prompt"},
+    {"general", "start_at_login"},
+    {"general", "pin_overlay_by_default"},
+    {"general", "ui_language"},
+    {"hotkeys", "capture"},
+    {"hotkeys", "clipboard_text"},
+};
+
 } // namespace
 
 ConfigManager *ConfigManager::instance()
@@ -71,7 +91,8 @@ void ConfigManager::resetToDefaults()
     m_uiLanguage.clear();
     m_captureHotkey = QKeySequence();
     m_clipboardTextHotkey = QKeySequence();
-    m_fileUnparsable = false;
+    m_dirty.reset();
+    m_writeFailureReported = false;
 }
 
 QString ConfigManager::defaultApiUrl()
@@ -154,7 +175,6 @@ bool ConfigManager::load()
     }
     if (!file.open(QIODevice::ReadOnly)) {
         qWarning().noquote() << "ConfigManager: Failed to open config file:" << path;
-        m_fileUnparsable = true;
         return false;
     }
     const QByteArray bytes = file.readAll();
@@ -164,57 +184,102 @@ bool ConfigManager::load()
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         qWarning().noquote() << "ConfigManager: Failed to parse config file:" << parseError.errorString();
-        m_fileUnparsable = true;
         return false;
     }
-    m_fileUnparsable = false;
 
     // A top-level array, and any section that is not an object, count as empty objects.
     const QJsonObject root = document.object();
-    auto readString = [](const QJsonObject &section, const char *key, QString &field) {
-        const QString name = QString::fromLatin1(key);
-        if (section.contains(name))
-            field = section.value(name).toString();
-    };
-    auto readBool = [](const QJsonObject &section, const char *key, bool &field) {
-        const QString name = QString::fromLatin1(key);
-        if (section.contains(name))
-            field = section.value(name).toBool();
-    };
-    auto readHotkey = [](const QJsonObject &section, const char *key, QKeySequence &field) {
-        const QString name = QString::fromLatin1(key);
-        if (section.contains(name))
-            field = keySequenceFromPortableText(section.value(name).toString());
-    };
+    QStringList wrongType;
+    for (int key = 0; key < KeyCount; ++key) {
+        const QString section = QString::fromLatin1(kKeys[key].section);
+        const QString name = QString::fromLatin1(kKeys[key].name);
+        const QJsonObject object = root.value(section).toObject();
+        if (object.contains(name) && !readValue(Key(key), object.value(name)))
+            wrongType << section + QLatin1Char('.') + name;
+    }
+    m_dirty.reset();
 
-    if (root.contains(QLatin1String("ai"))) {
-        const QJsonObject ai = root.value(QLatin1String("ai")).toObject();
-        readString(ai, "api_url", m_apiUrl);
-        readString(ai, "api_key", m_apiKey);
-        readString(ai, "model", m_model);
-        readString(ai, "target_language", m_targetLanguage);
-        readString(ai, "system_prompt", m_systemPrompt);
+    if (!wrongType.isEmpty()) {
+        qWarning().noquote() << "ConfigManager: Ignored values of the wrong type:"
+                             << wrongType.join(QStringLiteral(", "));
+        notify(
+            tr("These settings in %1 have a value Vontrel cannot use and were left empty: %2. The file keeps "
+               "them as they are until you set them in Preferences.")
+                .arg(path, wrongType.join(QStringLiteral(", "))));
     }
-    if (root.contains(QLatin1String("general"))) {
-        const QJsonObject general = root.value(QLatin1String("general")).toObject();
-        readBool(general, "start_at_login", m_startAtLogin);
-        readBool(general, "pin_overlay_by_default", m_pinOverlayByDefault);
-        readString(general, "ui_language", m_uiLanguage);
-    }
-    if (root.contains(QLatin1String("hotkeys"))) {
-        const QJsonObject hotkeys = root.value(QLatin1String("hotkeys")).toObject();
-        readHotkey(hotkeys, "capture", m_captureHotkey);
-        readHotkey(hotkeys, "clipboard_text", m_clipboardTextHotkey);
-    }
-
     qInfo().noquote() << "ConfigManager: Loaded config from" << path;
     return true;
 }
 
-bool ConfigManager::keepUnparsableFile(const QString &path)
+bool ConfigManager::readValue(Key key, const QJsonValue &value)
 {
-    if (!QFileInfo::exists(path))
-        return true;
+    // The field takes what the type allows (an empty string, false, no hotkey) even when the value is
+    // unusable; the caller only learns whether it was.
+    switch (key) {
+    case StartAtLoginKey:
+    case PinOverlayKey:
+        (key == StartAtLoginKey ? m_startAtLogin : m_pinOverlayByDefault) = value.toBool();
+        return value.isBool();
+    case CaptureHotkeyKey:
+    case ClipboardTextHotkeyKey: {
+        const QKeySequence sequence = keySequenceFromPortableText(value.toString());
+        (key == CaptureHotkeyKey ? m_captureHotkey : m_clipboardTextHotkey) = sequence;
+        return value.isString() && (value.toString().isEmpty() || !sequence.isEmpty());
+    }
+    case ApiUrlKey:
+    case ApiKeyKey:
+    case ModelKey:
+    case TargetLanguageKey:
+    case SystemPromptKey:
+    case UiLanguageKey:
+    case KeyCount:
+        break;
+    }
+    QString *const strings[] = {&m_apiUrl, &m_apiKey, &m_model, &m_targetLanguage, &m_systemPrompt};
+    QString &field = key == UiLanguageKey ? m_uiLanguage : *strings[key];
+    field = value.toString();
+    return value.isString();
+}
+
+QJsonValue ConfigManager::fileValue(Key key) const
+{
+    switch (key) {
+    case ApiUrlKey:
+        return m_apiUrl;
+    case ApiKeyKey:
+        return m_apiKey;
+    case ModelKey:
+        return m_model;
+    case TargetLanguageKey:
+        return m_targetLanguage;
+    case SystemPromptKey:
+        return m_systemPrompt;
+    case StartAtLoginKey:
+        return m_startAtLogin;
+    case PinOverlayKey:
+        return m_pinOverlayByDefault;
+    case UiLanguageKey:
+        return m_uiLanguage.trimmed().isEmpty() ? QJsonValue(QJsonValue::Undefined)
+                                                : QJsonValue(m_uiLanguage.trimmed());
+    case CaptureHotkeyKey:
+        return m_captureHotkey.toString(QKeySequence::PortableText);
+    case ClipboardTextHotkeyKey:
+        return m_clipboardTextHotkey.toString(QKeySequence::PortableText);
+    case KeyCount:
+        break;
+    }
+    return QJsonValue(QJsonValue::Undefined);
+}
+
+void ConfigManager::notify(const QString &text)
+{
+    const QString title = tr("Vontrel Settings");
+    QMetaObject::invokeMethod(
+        this, [this, title, text] { emit userNotice(title, text); }, Qt::QueuedConnection);
+}
+
+QString ConfigManager::keepUnreadableFile(const QString &path)
+{
     const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     QString keptPath = path + QStringLiteral(".corrupt-") + stamp;
     for (int n = 1; QFileInfo::exists(keptPath); ++n)
@@ -222,120 +287,148 @@ bool ConfigManager::keepUnparsableFile(const QString &path)
     if (!QFile::rename(path, keptPath)) {
         qWarning().noquote() << "ConfigManager: Failed to keep unparsable config file as" << keptPath
                              << "- not overwriting" << path;
-        return false;
+        return QString();
     }
+    // The kept copy may hold the API key; a rename keeps whatever mode the user's file had.
+    QFile::setPermissions(keptPath, kPrivateFile);
     qWarning().noquote() << "ConfigManager: Kept unparsable config file as" << keptPath;
-    return true;
+    notify(tr("Vontrel could not read its settings file and started with default settings. The file was kept "
+              "as:\n%1")
+               .arg(keptPath));
+    return keptPath;
+}
+
+void ConfigManager::reportWriteFailure(const QString &path, const QString &reason)
+{
+    qWarning().noquote() << "ConfigManager: Failed to write config file:" << path << reason;
+    if (m_writeFailureReported)
+        return;
+    m_writeFailureReported = true;
+    notify(tr("Vontrel could not save your settings to %1 (%2). Your changes stay in effect until Vontrel "
+              "quits.")
+               .arg(path, reason));
 }
 
 bool ConfigManager::save()
 {
     const QString path = configFilePath();
 
-    QJsonObject ai;
-    ai.insert(QStringLiteral("api_url"), m_apiUrl);
-    ai.insert(QStringLiteral("api_key"), m_apiKey);
-    ai.insert(QStringLiteral("model"), m_model);
-    ai.insert(QStringLiteral("target_language"), m_targetLanguage);
-    ai.insert(QStringLiteral("system_prompt"), m_systemPrompt);
-
-    QJsonObject general;
-    general.insert(QStringLiteral("start_at_login"), m_startAtLogin);
-    general.insert(QStringLiteral("pin_overlay_by_default"), m_pinOverlayByDefault);
-    const QString uiLanguage = m_uiLanguage.trimmed();
-    if (!uiLanguage.isEmpty())
-        general.insert(QStringLiteral("ui_language"), uiLanguage);
-
-    QJsonObject hotkeys;
-    hotkeys.insert(QStringLiteral("capture"), m_captureHotkey.toString(QKeySequence::PortableText));
-    hotkeys.insert(QStringLiteral("clipboard_text"),
-                   m_clipboardTextHotkey.toString(QKeySequence::PortableText));
-
+    // Start from what is on disk now: another instance, vontrel-cli or a text editor may have changed it
+    // since it was loaded, and keys this version does not know are the user's too.
     QJsonObject root;
-    root.insert(QStringLiteral("ai"), ai);
-    root.insert(QStringLiteral("general"), general);
-    root.insert(QStringLiteral("hotkeys"), hotkeys);
-    const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
-
-    if (m_fileUnparsable) {
-        if (!keepUnparsableFile(path)) {
-            qWarning().noquote() << "ConfigManager: Failed to write config file:" << path;
+    const QFileInfo info(path);
+    if (info.exists() && info.isFile()) {
+        QFile file(path);
+        QJsonParseError parseError{};
+        QJsonDocument document;
+        if (file.open(QIODevice::ReadOnly))
+            document = QJsonDocument::fromJson(file.readAll(), &parseError);
+        file.close();
+        if (document.isObject()) {
+            root = document.object();
+        } else if (keepUnreadableFile(path).isEmpty()) {
+            reportWriteFailure(path, tr("the unreadable file could not be kept aside"));
             return false;
         }
-        m_fileUnparsable = false;
     }
+
+    for (int key = 0; key < KeyCount; ++key) {
+        const QString sectionName = QString::fromLatin1(kKeys[key].section);
+        const QString name = QString::fromLatin1(kKeys[key].name);
+        const QJsonValue sectionValue = root.value(sectionName);
+        // A section of the wrong type is the user's to fix; it is replaced only to store what they set.
+        if (!m_dirty.test(key) && !sectionValue.isObject() && !sectionValue.isUndefined())
+            continue;
+        QJsonObject section = sectionValue.toObject();
+        const QJsonValue onDisk = section.value(name);
+        // A blank language means "none chosen", which the file says by leaving the key out.
+        const bool blankLanguage =
+            key == UiLanguageKey && onDisk.isString() && onDisk.toString().trimmed().isEmpty();
+        if (!m_dirty.test(key) && !onDisk.isUndefined() && !blankLanguage)
+            continue;
+        const QJsonValue value = fileValue(Key(key));
+        if (value.isUndefined())
+            section.remove(name);
+        else
+            section.insert(name, value);
+        root.insert(sectionName, section);
+    }
+    const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
 
     // Written beside the target and renamed over it, so a crash or a full disk never leaves half a file.
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
-        qWarning().noquote() << "ConfigManager: Failed to write config file:" << path;
+        reportWriteFailure(path, file.errorString());
         return false;
     }
     file.setPermissions(kPrivateFile);
     if (file.write(bytes) != bytes.size() || !file.commit()) {
-        qWarning().noquote() << "ConfigManager: Failed to write config file:" << path;
+        reportWriteFailure(path, file.errorString());
         return false;
     }
+    m_dirty.reset();
+    m_writeFailureReported = false;
     qInfo().noquote() << "ConfigManager: Saved config to" << path;
     return true;
 }
 
 template<typename T>
-void ConfigManager::update(T &field, const T &value)
+void ConfigManager::update(Key key, T &field, const T &value)
 {
     if (field == value)
         return;
     field = value;
+    m_dirty.set(key);
     save();
     emit configChanged();
 }
 
 void ConfigManager::setApiUrl(const QString &value)
 {
-    update(m_apiUrl, value);
+    update(ApiUrlKey, m_apiUrl, value);
 }
 
 void ConfigManager::setApiKey(const QString &value)
 {
-    update(m_apiKey, value);
+    update(ApiKeyKey, m_apiKey, value);
 }
 
 void ConfigManager::setModel(const QString &value)
 {
-    update(m_model, value);
+    update(ModelKey, m_model, value);
 }
 
 void ConfigManager::setTargetLanguage(const QString &value)
 {
-    update(m_targetLanguage, value);
+    update(TargetLanguageKey, m_targetLanguage, value);
 }
 
 void ConfigManager::setSystemPrompt(const QString &value)
 {
-    update(m_systemPrompt, value);
+    update(SystemPromptKey, m_systemPrompt, value);
 }
 
 void ConfigManager::setStartAtLogin(bool value)
 {
-    update(m_startAtLogin, value);
+    update(StartAtLoginKey, m_startAtLogin, value);
 }
 
 void ConfigManager::setPinOverlayByDefault(bool value)
 {
-    update(m_pinOverlayByDefault, value);
+    update(PinOverlayKey, m_pinOverlayByDefault, value);
 }
 
 void ConfigManager::setUiLanguage(const QString &value)
 {
-    update(m_uiLanguage, value);
+    update(UiLanguageKey, m_uiLanguage, value);
 }
 
 void ConfigManager::setCaptureHotkey(const QKeySequence &value)
 {
-    update(m_captureHotkey, value);
+    update(CaptureHotkeyKey, m_captureHotkey, value);
 }
 
 void ConfigManager::setClipboardTextHotkey(const QKeySequence &value)
 {
-    update(m_clipboardTextHotkey, value);
+    update(ClipboardTextHotkeyKey, m_clipboardTextHotkey, value);
 }

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <QJsonValue>
 #include <QKeySequence>
 #include <QLocale>
 #include <QObject>
 #include <QString>
 
-// The one settings store: every setting lives here, is read once from config.json at start-up and the whole
-// file is written again whenever a setter changes a value. GUI thread only.
+#include <bitset>
+
+// The one settings store: every setting lives here and is read once from config.json at start-up. A setter
+// writes back only the keys changed through this object, over what the file holds at that moment, so that a
+// hand edit, vontrel-cli or unknown keys survive. GUI thread only.
 class ConfigManager final : public QObject
 {
     Q_OBJECT
@@ -25,8 +29,11 @@ public:
     static QString defaultSystemPrompt();
 
     // Reads the file into the fields. False when it exists but cannot be read or parsed (fields unchanged).
+    // A value of the wrong type empties its field and is reported through userNotice().
     bool load();
-    // Writes every field. False when the file could not be written (nothing on disk changed).
+    // Writes the changed fields, and those the file lacks, over the file's current contents. A file that
+    // cannot be read or parsed is first kept beside it. False when nothing could be written: the values stay
+    // in memory and are written by the next successful save.
     bool save();
 
     QString apiUrl() const { return m_apiUrl; }
@@ -56,13 +63,35 @@ public:
 
 signals:
     void configChanged();
+    // Something about the file the user has to know: a kept unreadable file, ignored values, a failed write.
+    // Each problem is reported once, from the event loop, so that start-up can connect before it arrives.
+    void userNotice(const QString &title, const QString &text);
 
 private:
+    enum Key {
+        ApiUrlKey,
+        ApiKeyKey,
+        ModelKey,
+        TargetLanguageKey,
+        SystemPromptKey,
+        StartAtLoginKey,
+        PinOverlayKey,
+        UiLanguageKey,
+        CaptureHotkeyKey,
+        ClipboardTextHotkeyKey,
+        KeyCount
+    };
+
     explicit ConfigManager(QObject *parent = nullptr);
 
     template<typename T>
-    void update(T &field, const T &value);
-    bool keepUnparsableFile(const QString &path);
+    void update(Key key, T &field, const T &value);
+    // The field as it is written to the file; undefined when the key is left out.
+    QJsonValue fileValue(Key key) const;
+    bool readValue(Key key, const QJsonValue &value);
+    QString keepUnreadableFile(const QString &path);
+    void reportWriteFailure(const QString &path, const QString &reason);
+    void notify(const QString &text);
 
     QString m_apiUrl;
     QString m_apiKey;
@@ -75,6 +104,8 @@ private:
     QKeySequence m_captureHotkey;
     QKeySequence m_clipboardTextHotkey;
 
-    // Set when load() met a file it could not parse: that file is moved aside before the first save.
-    bool m_fileUnparsable = false;
+    // Keys set through a setter and not yet written; the file's own value of every other key is kept.
+    std::bitset<KeyCount> m_dirty;
+    // A failed write is reported once until a write succeeds again.
+    bool m_writeFailureReported = false;
 };

@@ -3,11 +3,20 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
+
+namespace {
+
+constexpr QFileDevice::Permissions kOthers = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
+                                             QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                             QFileDevice::WriteOther | QFileDevice::ExeOther;
+
+} // namespace
 
 class TestConfigManager : public QObject
 {
@@ -40,6 +49,8 @@ private slots:
 
     void init()
     {
+        // Notices an earlier test queued must not land in this one's spy.
+        QCoreApplication::processEvents();
         const QString dir = QFileInfo(ConfigManager::configFilePath()).absolutePath();
         QDir(dir).removeRecursively();
         config()->resetToDefaults();
@@ -150,6 +161,10 @@ private slots:
     {
         const QByteArray broken = "{\"ai\": {\"api_key\": \"sk-precious\",";
         writeFile(broken);
+        QFile::setPermissions(ConfigManager::configFilePath(),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
+                                  QFileDevice::ReadOther);
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
         QVERIFY(!config()->load());
         QCOMPARE(config()->apiKey(), QString());
         QCOMPARE(readFile(), broken);
@@ -161,19 +176,76 @@ private slots:
         QCOMPARE(kept.size(), 1);
         QFile keptFile(dir.filePath(kept.first()));
         QVERIFY(keptFile.open(QIODevice::ReadOnly) && keptFile.readAll() == broken);
+        // It holds the key: nobody else may read it, whatever mode the broken file had.
+        QCOMPARE(keptFile.permissions() & kOthers, QFileDevice::Permissions());
         QCOMPARE(readJson().value("ai").toObject().value("model").toString(), QStringLiteral("other"));
 
-        // Only the first save moves the broken file aside.
+        // Only the first save moves the broken file aside, and the user hears of it once, with its name.
         config()->setModel(QStringLiteral("third"));
         QCOMPARE(dir.entryList({QStringLiteral("config.json.corrupt-*")}, QDir::Files).size(), 1);
+        QTRY_COMPARE(notices.count(), 1);
+        QCoreApplication::processEvents();
+        QCOMPARE(notices.count(), 1);
+        QVERIFY(notices.first().at(1).toString().endsWith(dir.filePath(kept.first())));
+    }
+
+    void saveKeepsWhatOthersWrote()
+    {
+        writeFile(R"({"ai": {"model": "mine", "temperature": 0.2}, "plugins": {"x": [1, 2]}})");
+        QVERIFY(config()->load());
+        // Another instance, vontrel-cli or an editor changes the file while this one runs.
+        QJsonObject root = readJson();
+        QJsonObject ai = root.value("ai").toObject();
+        ai.insert("model", "hand-edited");
+        ai.insert("api_key", "sk-from-elsewhere");
+        root.insert("ai", ai);
+        writeFile(QJsonDocument(root).toJson());
+
+        config()->setTargetLanguage(QStringLiteral("German"));
+        const QJsonObject saved = readJson();
+        QCOMPARE(saved.value("ai").toObject().value("model").toString(), QStringLiteral("hand-edited"));
+        QCOMPARE(saved.value("ai").toObject().value("api_key").toString(),
+                 QStringLiteral("sk-from-elsewhere"));
+        QCOMPARE(saved.value("ai").toObject().value("target_language").toString(), QStringLiteral("German"));
+        QCOMPARE(saved.value("ai").toObject().value("temperature").toDouble(), 0.2);
+        QCOMPARE(saved.value("plugins").toObject().value("x").toArray().size(), 2);
+        // Keys the file lacked are filled in, so the user finds a complete file.
+        QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue(QString()));
+
+        // What this instance sets wins over the file.
+        config()->setModel(QStringLiteral("set-here"));
+        QCOMPARE(readJson().value("ai").toObject().value("model").toString(), QStringLiteral("set-here"));
+    }
+
+    void wrongTypesStayInFileUntilSet()
+    {
+        writeFile(R"({"ai": {"model": 5}, "general": {"start_at_login": "yes"},
+                      "hotkeys": {"capture": "Hyper+Nonsense", "clipboard_text": ""}})");
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
+        QVERIFY(config()->load());
+        QTRY_COMPARE(notices.count(), 1);
+        QVERIFY2(notices.first().at(1).toString().contains(
+                     QStringLiteral("ai.model, general.start_at_login, hotkeys.capture")),
+                 qPrintable(notices.first().at(1).toString()));
+
+        config()->setApiKey(QStringLiteral("sk-1"));
+        QJsonObject saved = readJson();
+        QCOMPARE(saved.value("ai").toObject().value("model"), QJsonValue(5));
+        QCOMPARE(saved.value("general").toObject().value("start_at_login"), QJsonValue("yes"));
+        QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue("Hyper+Nonsense"));
+
+        config()->setModel(QStringLiteral("m"));
+        config()->setCaptureHotkey(QKeySequence(Qt::ALT | Qt::Key_F2));
+        saved = readJson();
+        QCOMPARE(saved.value("ai").toObject().value("model"), QJsonValue("m"));
+        QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue("Alt+F2"));
+        QCOMPARE(notices.count(), 1);
     }
 
     void newFileIsPrivate()
     {
         QVERIFY(config()->save());
-        const QFileDevice::Permissions others = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
-                                                QFileDevice::ExeGroup | QFileDevice::ReadOther |
-                                                QFileDevice::WriteOther | QFileDevice::ExeOther;
+        const QFileDevice::Permissions others = kOthers;
         const QFileInfo file(ConfigManager::configFilePath());
         QCOMPARE(file.permissions() & others, QFileDevice::Permissions());
         QVERIFY(file.permissions().testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
@@ -196,13 +268,46 @@ private slots:
         QVERIFY(QFile::exists(ConfigManager::configFilePath()));
     }
 
-    void failedWriteStillAnnounces()
+    void writeFailureIsReported_data()
     {
-        // A directory where the file should be makes every write fail.
-        QVERIFY(QDir().mkpath(ConfigManager::configFilePath()));
+        QTest::addColumn<QString>("obstacle");
+        // Root ignores file modes, so the failures are made with things in the way instead.
+        QTest::newRow("directory where the file goes") << ConfigManager::configFilePath();
+        QTest::newRow("file where the folder goes")
+            << QFileInfo(ConfigManager::configFilePath()).absolutePath();
+    }
+
+    void writeFailureIsReported()
+    {
+        QFETCH(QString, obstacle);
+        const QString folder = QFileInfo(ConfigManager::configFilePath()).absolutePath();
+        if (obstacle == folder) {
+            QVERIFY(QDir(folder).removeRecursively());
+            QFile file(folder);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        } else {
+            QVERIFY(QDir().mkpath(obstacle));
+        }
         QSignalSpy changed(config(), &ConfigManager::configChanged);
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
         config()->setApiKey(QStringLiteral("sk-x"));
-        QVERIFY(changed.count() == 1 && !config()->save());
+        config()->setModel(QStringLiteral("m2"));
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(config()->apiKey(), QStringLiteral("sk-x"));
+        QTRY_COMPARE(notices.count(), 1);
+        QCoreApplication::processEvents();
+        QCOMPARE(notices.count(), 1);
+        QVERIFY(notices.first().at(1).toString().startsWith(
+            QStringLiteral("Vontrel could not save your settings to %1 (")
+                .arg(ConfigManager::configFilePath())));
+
+        // Once the way is clear, the next save writes what the failed ones could not.
+        QVERIFY(obstacle == folder ? QFile::remove(folder) : QDir(obstacle).removeRecursively());
+        config()->setTargetLanguage(QStringLiteral("French"));
+        const QJsonObject ai = readJson().value("ai").toObject();
+        QCOMPARE(ai.value("api_key").toString(), QStringLiteral("sk-x"));
+        QCOMPARE(ai.value("model").toString(), QStringLiteral("m2"));
+        QCOMPARE(ai.value("target_language").toString(), QStringLiteral("French"));
     }
 
     void targetLanguageForLocale_data()

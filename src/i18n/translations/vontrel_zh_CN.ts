@@ -126,6 +126,31 @@ Capture screenshots, recognize text, and translate instantly.</source>
     </message>
 </context>
 <context>
+    <name>ConfigManager</name>
+    <message>
+        <source>These settings in %1 have a value Vontrel cannot use and were left empty: %2. The file keeps them as they are until you set them in Preferences.</source>
+        <translation>%1 中的这些设置的值 Vontrel 无法使用，已留空：%2。在您于偏好设置中重新设置之前，文件会原样保留它们。</translation>
+    </message>
+    <message>
+        <source>Vontrel Settings</source>
+        <translation>Vontrel 设置</translation>
+    </message>
+    <message>
+        <source>Vontrel could not read its settings file and started with default settings. The file was kept as:
+%1</source>
+        <translation>Vontrel 无法读取其设置文件，已使用默认设置启动。原文件已保留为：
+%1</translation>
+    </message>
+    <message>
+        <source>Vontrel could not save your settings to %1 (%2). Your changes stay in effect until Vontrel quits.</source>
+        <translation>Vontrel 无法将您的设置保存到 %1（%2）。在 Vontrel 退出之前，您的更改仍然有效。</translation>
+    </message>
+    <message>
+        <source>the unreadable file could not be kept aside</source>
+        <translation>无法另存无法读取的文件</translation>
+    </message>
+</context>
+<context>
     <name>GeneralPage</name>
     <message>
         <source>General</source>

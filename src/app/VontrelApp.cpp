@@ -18,6 +18,7 @@
 #include "platform/Permissions.h"
 #include "session/SessionController.h"
 #include "ui/IconTint.h"
+#include "ui/preferences/HotkeysPage.h"
 #include "ui/preferences/PreferencesWindow.h"
 #include "ui/result/ResultWindow.h"
 #include "update/UpdateChecker.h"
@@ -44,11 +45,6 @@ namespace {
 QString nativeText(const QKeySequence &sequence)
 {
     return sequence.toString(QKeySequence::NativeText);
-}
-
-QKeySequence orDefault(const QKeySequence &configured, const QKeySequence &fallback)
-{
-    return configured.isEmpty() ? fallback : configured;
 }
 
 } // namespace
@@ -189,9 +185,10 @@ void VontrelApp::logRegistration(const char *when, bool ok)
 void VontrelApp::registerStartupHotkeys()
 {
     ConfigManager *config = ConfigManager::instance();
-    m_lastCaptureHotkey = orDefault(config->captureHotkey(), HotkeyManager::defaultCaptureHotkey());
-    m_lastClipboardTextHotkey =
-        orDefault(config->clipboardTextHotkey(), HotkeyManager::defaultClipboardTextHotkey());
+    m_lastCaptureHotkey = HotkeysPage::effectiveHotkey(
+        config->captureHotkey(), HotkeyManager::defaultCaptureHotkey(), config->clipboardTextHotkey());
+    m_lastClipboardTextHotkey = HotkeysPage::effectiveHotkey(
+        config->clipboardTextHotkey(), HotkeyManager::defaultClipboardTextHotkey(), config->captureHotkey());
 
     const bool ok = m_hotkeyManager->registerHotkeys(m_lastCaptureHotkey, m_lastClipboardTextHotkey);
     logRegistration("startup", ok);

@@ -251,6 +251,10 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>Clipboard hotkey conflicts with a system shortcut</source>
         <translation>剪贴板快捷键与系统快捷键冲突</translation>
     </message>
+    <message>
+        <source>The capture and clipboard hotkeys are both %1. Please set a different one.</source>
+        <translation>截图快捷键和剪贴板快捷键都是 %1。请为其中一个设置不同的快捷键。</translation>
+    </message>
 </context>
 <context>
     <name>OpenAIClient</name>

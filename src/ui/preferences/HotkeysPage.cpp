@@ -61,6 +61,22 @@ HotkeysPage::~HotkeysPage()
     }
 }
 
+QKeySequence HotkeysPage::effectiveHotkey(const QKeySequence &stored, const QKeySequence &fallback,
+                                          const QKeySequence &other)
+{
+    // An editor emptied because the other took its combination stays empty: its default is very often that
+    // very combination, and standing in for it would give one combination to both hotkeys.
+    if (!stored.isEmpty() || sameHotkey(fallback, other))
+        return stored;
+    return fallback;
+}
+
+bool HotkeysPage::sameHotkey(const QKeySequence &a, const QKeySequence &b)
+{
+    // A global hotkey is the first combination only; "Meta+Shift+1, A" grabs what "Meta+Shift+1" grabs.
+    return !a.isEmpty() && !b.isEmpty() && a[0] == b[0];
+}
+
 QKeySequence HotkeysPage::defaultCaptureHotkey()
 {
     return QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1);
@@ -129,8 +145,8 @@ void HotkeysPage::loadSettings()
     ConfigManager *config = ConfigManager::instance();
     const QKeySequence capture = config->captureHotkey();
     const QKeySequence clip = config->clipboardTextHotkey();
-    m_captureEdit->setKeySequence(capture.isEmpty() ? defaultCaptureHotkey() : capture);
-    m_clipboardEdit->setKeySequence(clip.isEmpty() ? defaultClipboardTextHotkey() : clip);
+    m_captureEdit->setKeySequence(effectiveHotkey(capture, defaultCaptureHotkey(), clip));
+    m_clipboardEdit->setKeySequence(effectiveHotkey(clip, defaultClipboardTextHotkey(), capture));
 
     // A pair edited into the file by hand may be unusable: say so at once, but store and announce nothing.
     const QString message = validationMessage(m_captureEdit->keySequence(), m_clipboardEdit->keySequence());
@@ -256,6 +272,10 @@ QString HotkeysPage::validationMessage(const QKeySequence &capture, const QKeySe
         return tr("Capture hotkey conflicts with a system shortcut");
     if (!clip.isEmpty() && hasConflictingHotkey(clip, m_clipboardEdit))
         return tr("Clipboard hotkey conflicts with a system shortcut");
+    // Only a pair edited into the file gets here: an edit on this page empties the other editor first.
+    if (sameHotkey(capture, clip))
+        return tr("The capture and clipboard hotkeys are both %1. Please set a different one.")
+            .arg(capture.toString(QKeySequence::NativeText));
     return QString();
 }
 
@@ -267,7 +287,7 @@ void HotkeysPage::onHotkeyChanged()
     const bool fromEditor = source == m_captureEdit || source == m_clipboardEdit;
 
     bool clearedOther = false;
-    if (fromEditor && !capture.isEmpty() && capture == clip) {
+    if (fromEditor && sameHotkey(capture, clip)) {
         if (source == m_captureEdit) {
             setClipboardTextHotkey(QKeySequence());
             clip = QKeySequence();

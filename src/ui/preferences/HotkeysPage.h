@@ -20,6 +20,12 @@ public:
 
     static QKeySequence defaultCaptureHotkey();
     static QKeySequence defaultClipboardTextHotkey();
+    // The hotkey in use for a stored one: an empty one stands for its default, unless the other hotkey
+    // already has that combination (then it stays empty, i.e. none).
+    static QKeySequence effectiveHotkey(const QKeySequence &stored, const QKeySequence &fallback,
+                                        const QKeySequence &other);
+    // True when both grab the same key combination.
+    static bool sameHotkey(const QKeySequence &a, const QKeySequence &b);
 
     QKeySequence captureHotkey() const;
     QKeySequence clipboardTextHotkey() const;

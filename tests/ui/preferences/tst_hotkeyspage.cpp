@@ -98,6 +98,34 @@ private slots:
         QVERIFY(changed.isEmpty() && config->captureHotkey() == seq(QStringLiteral("F5")));
     }
 
+    void openingNeverShowsOneCombinationTwice_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("warning");
+        // The first two are what the page itself stores when one editor takes the other's default.
+        QTest::newRow("capture took the clipboard default") << "Meta+Shift+2|"
+                                                            << "Meta+Shift+2|" << QString();
+        QTest::newRow("clipboard took the capture default") << "|Meta+Shift+1"
+                                                            << "|Meta+Shift+1" << QString();
+        QTest::newRow("an empty one keeps its own default") << "Ctrl+Alt+D|"
+                                                            << "Ctrl+Alt+D|Meta+Shift+2" << QString();
+        QTest::newRow("the same pair edited into the file")
+            << "Ctrl+Alt+D|Ctrl+Alt+D"
+            << "Ctrl+Alt+D|Ctrl+Alt+D"
+            << "The capture and clipboard hotkeys are both Ctrl+Alt+D. Please set a different one.";
+    }
+
+    void openingNeverShowsOneCombinationTwice()
+    {
+        QFETCH(QString, stored);
+        ConfigManager::instance()->setCaptureHotkey(seq(stored.section('|', 0, 0)));
+        ConfigManager::instance()->setClipboardTextHotkey(seq(stored.section('|', 1, 1)));
+        HotkeysPage page;
+        QTEST(pair(page.captureHotkey(), page.clipboardTextHotkey()), "shown");
+        QTEST(page.warningText(), "warning");
+    }
+
     void focusMovingBetweenEditorsReportsEditingUntilBothAreLeft()
     {
         QWidget window;

@@ -17,7 +17,7 @@ BUILD_PACKAGES=(
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
-TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang)
+TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston qt6-wayland openbox)
 
 install_missing() {
     local missing=() p

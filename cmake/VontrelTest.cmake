@@ -1,8 +1,9 @@
 # vontrel_add_test(NAME <name> SOURCES <files...> [LABELS <labels...>] [LIBRARIES <libs...>] [GUILESS])
 #
 # One Qt Test executable under CTest. Every test runs through tests/support/run-test.sh, which gives it a
-# private HOME, XDG_CONFIG_HOME and TMPDIR; a test labelled x11 also gets an Xvfb server of its own, the
-# others run on the offscreen platform.
+# private HOME, XDG_CONFIG_HOME and TMPDIR; a test labelled x11 also gets an Xvfb server of its own, one
+# labelled wayland a headless Wayland compositor and a private session bus, one labelled dbus the private
+# bus on the offscreen platform; the others run on the offscreen platform without a bus.
 function(vontrel_add_test)
     cmake_parse_arguments(ARG "GUILESS" "NAME;TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
     add_executable(${ARG_NAME} ${ARG_SOURCES})
@@ -10,6 +11,10 @@ function(vontrel_add_test)
     set(mode offscreen)
     if("x11" IN_LIST ARG_LABELS)
         set(mode x11)
+    elseif("wayland" IN_LIST ARG_LABELS)
+        set(mode wayland)
+    elseif("dbus" IN_LIST ARG_LABELS)
+        set(mode dbus)
     endif()
     add_test(NAME ${ARG_NAME}
         COMMAND "${PROJECT_SOURCE_DIR}/tests/support/run-test.sh" ${mode} $<TARGET_FILE:${ARG_NAME}>)

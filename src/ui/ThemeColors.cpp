@@ -49,6 +49,8 @@ ThemeColors vontrelThemeColorsFor(bool dark)
     c.errorColor = pick("#ff6b6b", "#d64545");
     c.errorHoverBackground = pick("#2a1e1e", "#fff3f3");
     c.errorDisabledBorder = pick("#663b3b", "#e0b4b4");
+    c.indicatorBorder = pick("#9a9a9a", "#808080");
+    c.indicatorChecked = pick("#3b82f6", "#2563eb");
     return c;
 }
 

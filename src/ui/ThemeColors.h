@@ -28,6 +28,10 @@ struct ThemeColors
     QString errorColor;
     QString errorHoverBackground;
     QString errorDisabledBorder;
+    // Check boxes and radio buttons: the unchecked outline must stand out from a card, and the checked fill
+    // carries a white mark.
+    QString indicatorBorder;
+    QString indicatorChecked;
 };
 
 // True when the system appearance is dark.

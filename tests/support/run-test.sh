@@ -1,17 +1,23 @@
 #!/usr/bin/env bash
-# Runs one test executable in a private home, on the offscreen platform or under an Xvfb of its own.
-# usage: run-test.sh offscreen|x11 EXECUTABLE [ARGS...]
+# Runs one test executable in a private home, on the offscreen platform, under an Xvfb of its own, or under a
+# headless Wayland compositor of its own; the dbus and wayland modes also get a private session bus.
+# usage: run-test.sh offscreen|dbus|x11|wayland EXECUTABLE [ARGS...]
+# When the compositor cannot start, a wayland test still runs (offscreen) with VONTREL_WAYLAND_UNAVAILABLE set
+# to the reason, so it can skip and say why.
 set -u
 mode=$1
 shift
 
 sandbox=$(mktemp -d "${TMPDIR:-/tmp}/vontrel-test.XXXXXX")
 xvfb_pid=
+weston_pid=
+bus_pid=
 cleanup() {
-    if [ -n "$xvfb_pid" ]; then
-        kill "$xvfb_pid" 2>/dev/null
-        wait "$xvfb_pid" 2>/dev/null
-    fi
+    local pid
+    for pid in $weston_pid $bus_pid $xvfb_pid; do
+        kill "$pid" 2>/dev/null
+        wait "$pid" 2>/dev/null
+    done
     rm -rf "$sandbox"
 }
 trap cleanup EXIT
@@ -26,7 +32,61 @@ export XDG_DATA_HOME="$sandbox/data"
 export XDG_RUNTIME_DIR="$sandbox/runtime"
 export TMPDIR="$sandbox/tmp"
 export LC_ALL=C.UTF-8
-unset WAYLAND_DISPLAY XDG_SESSION_TYPE DBUS_SESSION_BUS_ADDRESS
+unset WAYLAND_DISPLAY XDG_SESSION_TYPE DBUS_SESSION_BUS_ADDRESS VONTREL_WAYLAND_UNAVAILABLE
+
+# A bus without service activation, so nothing installed on the machine (a real desktop portal, an
+# accessibility bus) starts on it.
+start_private_bus() {
+    command -v dbus-daemon >/dev/null || { echo "run-test.sh: dbus-daemon is not installed" >&2; exit 1; }
+    printf '%s\n' \
+        '<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"' \
+        ' "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">' \
+        '<busconfig><type>session</type>' \
+        "<listen>unix:path=$XDG_RUNTIME_DIR/bus</listen><auth>EXTERNAL</auth>" \
+        '<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>' \
+        '<allow own="*"/></policy></busconfig>' >"$sandbox/bus.conf"
+    dbus-daemon --config-file="$sandbox/bus.conf" --nofork --nopidfile --print-address=1 \
+        >"$sandbox/bus.address" 2>"$sandbox/bus.log" &
+    bus_pid=$!
+    local waited=0
+    while [ ! -s "$sandbox/bus.address" ]; do
+        if ! kill -0 "$bus_pid" 2>/dev/null || [ "$waited" -ge 200 ]; then
+            echo "run-test.sh: the private session bus did not start:" >&2
+            cat "$sandbox/bus.log" >&2
+            exit 1
+        fi
+        sleep 0.1
+        waited=$((waited + 1))
+    done
+    DBUS_SESSION_BUS_ADDRESS=$(head -n 1 "$sandbox/bus.address")
+    export DBUS_SESSION_BUS_ADDRESS
+}
+
+# On failure sets VONTREL_WAYLAND_UNAVAILABLE rather than stopping, so the test reports the reason as a skip.
+start_weston() {
+    if ! command -v weston >/dev/null; then
+        VONTREL_WAYLAND_UNAVAILABLE="weston is not installed (Debian package weston)"
+        return
+    fi
+    if ! compgen -G "/usr/lib/*/qt6/plugins/platforms/libqwayland-generic.so" >/dev/null; then
+        VONTREL_WAYLAND_UNAVAILABLE="Qt's Wayland platform plugin is not installed (Debian package qt6-wayland)"
+        return
+    fi
+    weston --backend=headless-backend.so --socket=wayland-vontrel --width=1600 --height=1000 --idle-time=0 \
+        --no-config >"$sandbox/weston.log" 2>&1 &
+    weston_pid=$!
+    local waited=0
+    while [ ! -S "$XDG_RUNTIME_DIR/wayland-vontrel" ]; do
+        if ! kill -0 "$weston_pid" 2>/dev/null || [ "$waited" -ge 200 ]; then
+            VONTREL_WAYLAND_UNAVAILABLE="weston did not start: $(tail -n 3 "$sandbox/weston.log" | tr '\n' ' ')"
+            return
+        fi
+        sleep 0.1
+        waited=$((waited + 1))
+    done
+    export WAYLAND_DISPLAY=wayland-vontrel
+    export XDG_SESSION_TYPE=wayland
+}
 
 if [ "$mode" = x11 ]; then
     command -v Xvfb >/dev/null || { echo "run-test.sh: Xvfb is not installed" >&2; exit 1; }
@@ -44,8 +104,20 @@ if [ "$mode" = x11 ]; then
     fi
     export DISPLAY=":$display"
     export QT_QPA_PLATFORM=xcb
+elif [ "$mode" = wayland ]; then
+    unset DISPLAY
+    start_private_bus
+    VONTREL_WAYLAND_UNAVAILABLE=
+    start_weston
+    if [ -n "$VONTREL_WAYLAND_UNAVAILABLE" ]; then
+        export VONTREL_WAYLAND_UNAVAILABLE
+        export QT_QPA_PLATFORM=offscreen
+    else
+        export QT_QPA_PLATFORM=wayland
+    fi
 else
     unset DISPLAY
+    [ "$mode" = dbus ] && start_private_bus
     export QT_QPA_PLATFORM=offscreen
 fi
 

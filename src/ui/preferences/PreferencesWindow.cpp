@@ -48,7 +48,7 @@ QString translatedPageText(const char *text)
 // Placeholders, in order: windowBackground, textPrimary, sidebarSelected, sidebarHover, windowBorder,
 // cardBackground, inputBorder, textSecondary, warning colour, inputBackground, inputFocusBorder,
 // buttonBorder, buttonBackground, buttonText, buttonHover, buttonPressed, buttonDisabledBackground,
-// buttonDisabledText.
+// buttonDisabledText, indicatorBorder, indicatorChecked.
 const char kStyleSheet[] = R"(
 QWidget#PreferencesWindow { background-color: %1; color: %2; }
 QListWidget#PreferencesSidebar { background-color: %1; outline: none; border: none; padding: 10px 0px; }
@@ -69,6 +69,14 @@ QPushButton { padding: 6px 10px; border: 1px solid %12; border-radius: 6px; back
 QPushButton:hover { background-color: %15; }
 QPushButton:pressed { background-color: %16; }
 QPushButton:disabled { background-color: %17; color: %18; border-color: %17; }
+QCheckBox, QRadioButton { color: %2; spacing: 8px; }
+QCheckBox::indicator, QRadioButton::indicator { width: 14px; height: 14px; border: 1px solid %19; background-color: %10; }
+QCheckBox::indicator { border-radius: 4px; }
+QRadioButton::indicator { border-radius: 8px; }
+QCheckBox::indicator:hover, QRadioButton::indicator:hover { border-color: %11; }
+QCheckBox::indicator:checked { border-color: %20; background-color: %20; image: url(:/icons/check-mark.svg); }
+QRadioButton::indicator:checked { border-color: %20; background-color: qradialgradient(cx: 0.5, cy: 0.5, radius: 0.5, fx: 0.5, fy: 0.5, stop: 0 #ffffff, stop: 0.38 #ffffff, stop: 0.45 %20, stop: 1 %20); }
+QCheckBox::indicator:disabled, QRadioButton::indicator:disabled { border-color: %17; background-color: %17; }
 )";
 
 } // namespace
@@ -176,7 +184,8 @@ void PreferencesWindow::applyTheme()
             .arg(c.windowBackground, c.textPrimary, c.sidebarSelected, c.sidebarHover, c.windowBorder,
                  c.cardBackground, c.inputBorder, c.textSecondary, warning)
             .arg(c.inputBackground, c.inputFocusBorder, c.buttonBorder, c.buttonBackground, c.buttonText,
-                 c.buttonHover, c.buttonPressed, c.buttonDisabledBackground, c.buttonDisabledText);
+                 c.buttonHover, c.buttonPressed, c.buttonDisabledBackground, c.buttonDisabledText)
+            .arg(c.indicatorBorder, c.indicatorChecked);
     // Re-setting an identical sheet would re-polish every child for nothing.
     if (styleSheet() != sheet)
         setStyleSheet(sheet);

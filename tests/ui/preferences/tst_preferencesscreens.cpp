@@ -4,10 +4,47 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
+#include <QStyle>
+#include <QStyleOptionButton>
 #include <QTest>
+
+#include <cmath>
+
+namespace {
+
+// WCAG contrast ratio of two colours (1 to 21).
+double contrast(const QColor &a, const QColor &b)
+{
+    const auto luminance = [](const QColor &c) {
+        const auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
+    };
+    const double la = luminance(a) + 0.05, lb = luminance(b) + 0.05;
+    return la > lb ? la / lb : lb / la;
+}
+
+// The strongest contrast between the indicator's pixels and the card just left of it, as the window shows
+// them; an outline a user can find stands out by at least 3:1.
+double indicatorContrast(const QImage &window, QWidget *windowWidget, QCheckBox *box)
+{
+    QStyleOptionButton option;
+    option.initFrom(box);
+    const QRect local = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
+    const QRect indicator(box->mapTo(windowWidget, local.topLeft()), local.size());
+    const qreal ratio = window.devicePixelRatio();
+    const QColor around = window.pixelColor(int((indicator.left() - 4) * ratio), int(indicator.center().y() * ratio));
+    double best = 1;
+    for (int y = int(indicator.top() * ratio); y <= int(indicator.bottom() * ratio); ++y)
+        for (int x = int(indicator.left() * ratio); x <= int(indicator.right() * ratio); ++x)
+            best = std::max(best, contrast(window.pixelColor(x, y), around));
+    return best;
+}
+
+} // namespace
 
 // Shows every page under X11, in English on a light palette and in Chinese on a dark one, and fails when a
 // text is cut off (a word-wrapped label wraps instead); saves the pictures to $VONTREL_SCREENSHOT_DIR when
@@ -65,6 +102,11 @@ private slots:
                 clipped << QStringLiteral("%1 (%2 < %3)").arg(text).arg(widget->width()).arg(needed.width());
         }
         QVERIFY2(clipped.isEmpty(), qPrintable(clipped.join(QStringLiteral(", "))));
+        const QImage shown = m_window->grab().toImage();
+        for (QCheckBox *box : m_window->findChildren<QCheckBox *>()) {
+            if (box->isVisible())
+                QVERIFY2(indicatorContrast(shown, m_window, box) >= 3.0, "a check box is hard to see");
+        }
         const QString dir = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
         if (!dir.isEmpty())
             QVERIFY(QDir().mkpath(dir) &&

@@ -1,0 +1,87 @@
+#include "platform/linux/PortalRequest.h"
+
+#include <QAtomicInteger>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+
+namespace XdgPortal {
+
+QString newToken()
+{
+    static QAtomicInteger<quint32> counter;
+    return QStringLiteral("vontrel%1").arg(++counter);
+}
+
+QString requestPath(const QDBusConnection &bus, const QString &token)
+{
+    QString sender = bus.baseService();
+    if (sender.startsWith(QLatin1Char(':')))
+        sender.remove(0, 1);
+    sender.replace(QLatin1Char('.'), QLatin1Char('_'));
+    return QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2").arg(sender, token);
+}
+
+QDBusMessage methodCall(const QString &interface, const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(Service, Path, interface, method);
+    call.setArguments(arguments);
+    return call;
+}
+
+} // namespace XdgPortal
+
+PortalRequest::PortalRequest(const QDBusConnection &bus, QObject *parent)
+    : QObject(parent)
+    , m_bus(bus)
+{}
+
+PortalRequest *PortalRequest::send(const QDBusConnection &bus, const QDBusMessage &call, const QString &token,
+                                   QObject *parent)
+{
+    auto *request = new PortalRequest(bus, parent);
+    request->subscribe(XdgPortal::requestPath(bus, token));
+    auto *watcher = new QDBusPendingCallWatcher(request->m_bus.asyncCall(call), request);
+    connect(watcher, &QDBusPendingCallWatcher::finished, request, [request](QDBusPendingCallWatcher *w) {
+        w->deleteLater();
+        QDBusPendingReply<QDBusObjectPath> reply = *w;
+        if (request->m_done)
+            return;
+        if (reply.isError()) {
+            request->m_done = true;
+            request->unsubscribe();
+            emit request->failed(reply.error());
+            request->deleteLater();
+            return;
+        }
+        const QString handle = reply.value().path();
+        if (handle != request->m_path) {
+            request->unsubscribe();
+            request->subscribe(handle);
+        }
+    });
+    return request;
+}
+
+bool PortalRequest::subscribe(const QString &path)
+{
+    m_path = path;
+    return m_bus.connect(XdgPortal::Service, path, XdgPortal::RequestInterface, QStringLiteral("Response"),
+                         this, SLOT(onResponse(uint, QVariantMap)));
+}
+
+void PortalRequest::unsubscribe()
+{
+    m_bus.disconnect(XdgPortal::Service, m_path, XdgPortal::RequestInterface, QStringLiteral("Response"),
+                     this, SLOT(onResponse(uint, QVariantMap)));
+}
+
+void PortalRequest::onResponse(uint response, const QVariantMap &results)
+{
+    if (m_done)
+        return;
+    m_done = true;
+    unsubscribe();
+    emit finished(response, results);
+    deleteLater();
+}

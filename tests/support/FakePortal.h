@@ -1,0 +1,73 @@
+#pragma once
+
+// A desktop portal of our own on a private session bus: the GlobalShortcuts and Screenshot interfaces as far
+// as Vontrel uses them, with scripted answers and a record of every call. Each Response goes out before the
+// method's reply, as a fast portal may send it, so a client that subscribes late misses it.
+
+#include <QDBusConnection>
+#include <QDBusVirtualObject>
+#include <QImage>
+#include <QMap>
+#include <QObject>
+#include <QStringList>
+#include <QTemporaryDir>
+
+class FakePortal final : public QDBusVirtualObject
+{
+    Q_OBJECT
+
+public:
+    struct Bind
+    {
+        QString session;
+        QMap<QString, QString> preferredTriggers; // by shortcut id
+    };
+
+    // Connects to the bus and takes the portal's name. With an interface left out the portal answers its
+    // methods with UnknownMethod, as an older desktop's does.
+    explicit FakePortal(const QString &busAddress, bool globalShortcuts = true, bool screenshot = true);
+    ~FakePortal() override;
+
+    bool isRunning() const { return m_running; }
+
+    // Answer codes of the next requests (0 granted, 1 refused by the user, 2 other).
+    void setBindResponse(uint code) { m_bindResponse = code; }
+    void setScreenshotResponse(uint code) { m_screenshotResponse = code; }
+    // The picture the next screenshots return, as a PNG file the portal writes.
+    void setScreenshot(const QImage &image) { m_screenshot = image; }
+
+    // Sends Activated for a shortcut of the newest open session.
+    void activate(const QString &shortcutId, quint64 timestamp);
+
+    QList<Bind> binds() const { return m_binds; }
+    QStringList openSessions() const { return m_openSessions; }
+    int screenshotCount() const { return m_screenshotOptions.size(); }
+    QVariantMap lastScreenshotOptions() const
+    {
+        return m_screenshotOptions.value(m_screenshotOptions.size() - 1);
+    }
+    QString lastScreenshotFile() const { return m_lastFile; }
+
+    QString introspect(const QString &path) const override;
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
+
+signals:
+    void bindRequested();
+
+private:
+    void respond(const QDBusMessage &call, const QString &token, uint code, const QVariantMap &results);
+    QString senderPart(const QDBusMessage &message) const;
+
+    QDBusConnection m_bus;
+    bool m_running = false;
+    bool m_globalShortcuts;
+    bool m_screenshotInterface;
+    uint m_bindResponse = 0;
+    uint m_screenshotResponse = 0;
+    QImage m_screenshot;
+    QTemporaryDir m_files;
+    QString m_lastFile;
+    QList<Bind> m_binds;
+    QStringList m_openSessions;
+    QList<QVariantMap> m_screenshotOptions;
+};

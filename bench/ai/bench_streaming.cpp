@@ -1,10 +1,12 @@
 // Streams a large answer of small deltas from a loopback server through OpenAIClient and prints how fast the
-// pieces come out of the client, and how long the first piece takes from the server's first byte.
+// pieces come out of the client, and how long the first piece takes from the server's first byte. Then the
+// messy cases beside it: an endless stream and a 512 MiB blocking answer, with the memory they cost.
 #include "LoopbackHttpServer.h"
 #include "ai/OpenAIClient.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QFile>
 #include <QLoggingCategory>
 #include <QThread>
 #include <QTimer>
@@ -67,6 +69,19 @@ StreamFigures streamOnce(LoopbackHttpServer *server, const ScriptedResponse &res
     loop.exec();
     figures.firstByteNs = server->firstBodyWriteNs();
     return figures;
+}
+
+// Peak resident memory of this process so far, in MiB.
+double peakResidentMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024;
+    }
+    return 0;
 }
 
 double median(std::vector<double> values)
@@ -138,6 +153,27 @@ int main(int argc, char *argv[])
     std::printf("  per piece:                            %.2f us (target < 20)\n", median(usPerChunk));
     std::printf("  first byte -> first piece, %d runs:   median %.0f us, best %.0f us\n", kLatencyRuns,
                 median(firstChunkUs), *std::min_element(firstChunkUs.begin(), firstChunkUs.end()));
+
+    // The messy cases: each must end with the client's message, the process staying near its size so far.
+    const double before = peakResidentMiB();
+    const qint64 endlessStart = nowNs();
+    const StreamFigures endless = streamOnce(server, ScriptedResponse::sse().repeat(event(0)));
+    const double endlessMs = double(nowNs() - endlessStart) / 1e6;
+    const double afterEndless = peakResidentMiB();
+    server->enqueue(ScriptedResponse::json(200, "{\"choices\":[{\"message\":{\"content\":\"")
+                        .repeat("x", 512LL * 1024 * 1024)
+                        .send("\"}}]}"));
+    OpenAIClient blocking(server->baseUrl(), QStringLiteral("bench-key"), QStringLiteral("bench-model"));
+    const qint64 hugeStart = nowNs();
+    const bool hugeRefused = blocking.complete(QStringLiteral("bench")).isEmpty();
+    const double hugeMs = double(nowNs() - hugeStart) / 1e6;
+    std::printf(
+        "  endless stream: stopped after %.0f ms, %d pieces shown, %s; peak memory %.0f -> %.0f MiB\n",
+        endlessMs, endless.chunks, endless.ok ? "NOT STOPPED" : "stopped with a message", before,
+        afterEndless);
+    std::printf("  512 MiB blocking answer: %s after %.0f ms (\"%s\"); peak memory %.0f MiB\n",
+                hugeRefused ? "refused" : "ACCEPTED", hugeMs, qPrintable(blocking.lastError()),
+                peakResidentMiB());
 
     QMetaObject::invokeMethod(
         server, [server] { delete server; }, Qt::BlockingQueuedConnection);

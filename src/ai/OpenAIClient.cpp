@@ -9,6 +9,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
+#include <QLocale>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
 #include <QNetworkRequest>
@@ -18,17 +19,22 @@
 #include <QUrl>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <algorithm>
 #include <memory>
-
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
 
 namespace {
 
 const char kStreamIdProperty[] = "streamId";
-const QByteArray kDataPrefix = QByteArrayLiteral("data: ");
-const QByteArray kDoneMarker = QByteArrayLiteral("[DONE]");
+// The configured address; the reply's own URL already names the redirect's target when it asks.
+const char kOriginProperty[] = "configuredUrl";
 constexpr int kWarmUpTimeoutMs = 5000;
+// Enough for any error object or to recognise a page; the rest of such a body is not kept.
+constexpr qsizetype kMaxKeptBodyBytes = 64 * 1024;
+// A provider's error text is shown in a window or a terminal line, not as a page.
+constexpr int kMaxProviderMessageChars = 500;
+// How far the network thread may read ahead of the parser. Without a bound a fast server fills memory with
+// data the body limit would refuse anyway.
+constexpr qint64 kReadAheadBytes = 1024 * 1024;
 
 // The vendor's site and the name OpenRouter expects, sent only to that service, which shows them to its
 // users.
@@ -51,11 +57,6 @@ public:
     }
 };
 
-bool isBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
-}
-
 // The text of an "error" member: the "message" of an error object, or the member itself when a service sends
 // a plain string.
 QString errorMessageOf(const QJsonValue &error)
@@ -65,37 +66,52 @@ QString errorMessageOf(const QJsonValue &error)
     return error.toObject().value(QLatin1String("message")).toString();
 }
 
-QString stringOf(const rapidjson::Value &value)
+// The provider's own explanation in an error body, in the shapes services use: {"error": {"message"}},
+// {"error": "text"}, {"message": "text"}, {"detail": "text"}, or any of these as the first element of an
+// array.
+QString providerMessageOf(const QByteArray &body)
 {
-    // Malformed UTF-8 becomes replacement characters rather than costing the whole piece.
-    return value.IsString() ? QString::fromUtf8(value.GetString(), qsizetype(value.GetStringLength()))
-                            : QString();
+    const QJsonDocument document = QJsonDocument::fromJson(body);
+    const QJsonObject object = document.isArray() ? document.array().at(0).toObject() : document.object();
+    QString message = errorMessageOf(object.value(QLatin1String("error")));
+    if (message.isEmpty())
+        message = object.value(QLatin1String("message")).toString();
+    if (message.isEmpty())
+        message = object.value(QLatin1String("detail")).toString();
+    message = message.simplified();
+    if (message.size() > kMaxProviderMessageChars)
+        message = message.left(kMaxProviderMessageChars) + QChar(0x2026);
+    return message;
 }
 
-QString errorMessageOf(const rapidjson::Value &error)
+bool hasControlCharacter(const QString &text)
 {
-    if (error.IsString())
-        return stringOf(error);
-    if (!error.IsObject())
-        return QString();
-    const auto message = error.FindMember("message");
-    return message != error.MemberEnd() ? stringOf(message->value) : QString();
+    return std::any_of(text.cbegin(), text.cend(),
+                       [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
-// choices[0].delta.content when it is a string; empty otherwise.
-QString deltaContentOf(const rapidjson::Value &object)
+QString secondsText(int ms)
 {
-    const auto choices = object.FindMember("choices");
-    if (choices == object.MemberEnd() || !choices->value.IsArray() || choices->value.Empty())
-        return QString();
-    const rapidjson::Value &choice = choices->value[0];
-    if (!choice.IsObject())
-        return QString();
-    const auto delta = choice.FindMember("delta");
-    if (delta == choice.MemberEnd() || !delta->value.IsObject())
-        return QString();
-    const auto content = delta->value.FindMember("content");
-    return content != delta->value.MemberEnd() ? stringOf(content->value) : QString();
+    return QLocale::c().toString(ms / 1000.0, 'g', 3);
+}
+
+bool isHttpUrl(const QUrl &url)
+{
+    const QString scheme = url.scheme().toLower();
+    return url.isValid() && !url.host().isEmpty() &&
+           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
+}
+
+bool sameOrigin(const QUrl &a, const QUrl &b)
+{
+    const int defaultPort = a.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0 ? 443 : 80;
+    return a.scheme().compare(b.scheme(), Qt::CaseInsensitive) == 0 &&
+           a.host().compare(b.host(), Qt::CaseInsensitive) == 0 && a.port(defaultPort) == b.port(defaultPort);
+}
+
+int httpStatusOf(const QNetworkReply *reply)
+{
+    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
 struct WarmUpTarget
@@ -119,9 +135,8 @@ void warmUpConnection(const WarmUpTarget &target)
 } // namespace
 
 OpenAIClient::OpenAIClient(QObject *parent)
-    : QObject(parent)
-    , m_apiUrl(QStringLiteral("https://api.openai.com/v1"))
-    , m_model(QStringLiteral("gpt-4o-mini"))
+    : OpenAIClient(QStringLiteral("https://api.openai.com/v1"), QString(), QStringLiteral("gpt-4o-mini"),
+                   parent)
 {}
 
 OpenAIClient::OpenAIClient(const QString &apiUrl, const QString &apiKey, const QString &model,
@@ -130,7 +145,12 @@ OpenAIClient::OpenAIClient(const QString &apiUrl, const QString &apiKey, const Q
     , m_apiUrl(apiUrl)
     , m_apiKey(apiKey)
     , m_model(model)
-{}
+{
+    m_idleTimer.setSingleShot(true);
+    m_totalTimer.setSingleShot(true);
+    connect(&m_idleTimer, &QTimer::timeout, this, &OpenAIClient::onIdleTimeout);
+    connect(&m_totalTimer, &QTimer::timeout, this, &OpenAIClient::onTotalTimeout);
+}
 
 OpenAIClient::~OpenAIClient()
 {
@@ -157,6 +177,11 @@ void OpenAIClient::setTimeout(int ms)
     m_timeout = ms;
 }
 
+void OpenAIClient::setLimits(const Limits &limits)
+{
+    m_limits = limits;
+}
+
 bool OpenAIClient::isConfigured() const
 {
     return !m_apiUrl.isEmpty() && !m_apiKey.isEmpty() && !m_model.isEmpty();
@@ -176,6 +201,73 @@ QString OpenAIClient::endpointUrl(const QString &apiUrl)
     if (!url.endsWith(QLatin1Char('/')))
         url += QLatin1Char('/');
     return url + QLatin1String("chat/completions");
+}
+
+QString OpenAIClient::settingsProblem() const
+{
+    // A line break would end the header early and let the rest pass as headers of its own.
+    if (hasControlCharacter(m_apiKey))
+        return tr("The API key contains a line break or another control character. Paste the key again.");
+    if (hasControlCharacter(m_apiUrl))
+        return tr("The API URL contains a line break or another control character.");
+    if (!isHttpUrl(QUrl(endpointUrl(m_apiUrl))))
+        return tr("The API URL is not an http or https address.");
+    return QString();
+}
+
+QString OpenAIClient::redirectProblem(const QUrl &from, const QUrl &to) const
+{
+    if (sameOrigin(from, to))
+        return QString();
+    return tr("The provider redirected the request to %1; Vontrel does not send the API key to another "
+              "server. "
+              "Set the API URL to the address that answers.")
+        .arg(to.adjusted(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment)
+                 .toString());
+}
+
+QString OpenAIClient::httpErrorText(int status, const QByteArray &body, const QString &networkText) const
+{
+    const QString message = providerMessageOf(body);
+    if (!message.isEmpty())
+        return tr("API error %1: %2").arg(status).arg(redacted(message));
+    return tr("Network error: %1 (HTTP %2)").arg(redacted(networkText)).arg(status);
+}
+
+QString OpenAIClient::notAnEventStreamText() const
+{
+    const QString message = providerMessageOf(m_bodyHead);
+    if (!message.isEmpty())
+        return tr("API error: %1").arg(redacted(message));
+    if (m_bodyBytes == 0)
+        return tr("The provider sent an empty answer.");
+    if (m_contentType == QLatin1String("text/event-stream"))
+        return tr("The provider's event stream carried no data.");
+    return tr("The provider answered with %1, not an event stream.")
+        .arg(m_contentType.isEmpty() ? tr("text of no stated type") : m_contentType);
+}
+
+QString OpenAIClient::redacted(QString text) const
+{
+    const QUrl url(m_apiUrl);
+    if (!url.userInfo().isEmpty()) {
+        const QUrl endpoint(endpointUrl(m_apiUrl));
+        for (const QUrl &withUser : {url, endpoint}) {
+            const QString bare = withUser.toString(QUrl::RemoveUserInfo);
+            text.replace(withUser.toString(), bare);
+            text.replace(withUser.toString(QUrl::FullyEncoded), bare);
+            text.replace(withUser.toDisplayString(), bare);
+        }
+        text.replace(url.userInfo(QUrl::FullyEncoded) + QLatin1Char('@'), QString());
+        text.replace(url.userInfo(QUrl::FullyDecoded) + QLatin1Char('@'), QString());
+    }
+    // Short secrets would match ordinary words; what is left of them after the above is not worth that.
+    for (const QString &secret :
+         {url.password(QUrl::FullyDecoded), url.password(QUrl::FullyEncoded), m_apiKey}) {
+        if (secret.size() >= 4)
+            text.replace(secret, QStringLiteral("***"));
+    }
+    return text;
 }
 
 QByteArray OpenAIClient::userAgent()
@@ -216,6 +308,10 @@ QNetworkRequest OpenAIClient::buildRequest(bool streaming) const
         // Some services stall or buffer event streams over HTTP/2; HTTP/1.1 delivers each chunk as it comes.
         request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     }
+    // The toolkit would repeat every header, the key included, to wherever a redirect points; each redirect
+    // is checked against the configured origin first (onRedirected, complete).
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::UserVerifiedRedirectPolicy);
     return request;
 }
 
@@ -239,11 +335,20 @@ QByteArray OpenAIClient::buildBody(const QString &model, const QString &prompt, 
 void OpenAIClient::completeStreaming(const QString &prompt)
 {
     m_lastError.clear();
-    m_pendingData.clear();
+    m_parser.reset();
     m_fullResponse.clear();
+    m_bodyBytes = 0;
+    m_bodyHead.clear();
+    m_contentType.clear();
 
     if (!isConfigured()) {
         m_lastError = tr("API not configured. Please set API URL and key in config.");
+        emit streamingError(m_lastError);
+        return;
+    }
+    if (const QString problem = settingsProblem(); !problem.isEmpty()) {
+        cancelRequest();
+        m_lastError = problem;
         emit streamingError(m_lastError);
         return;
     }
@@ -251,6 +356,7 @@ void OpenAIClient::completeStreaming(const QString &prompt)
     ensureNetworkManager();
     cancelRequest();
     const quint64 streamId = ++m_streamId;
+    m_totalTimer.start(m_limits.totalMs);
 
     const QNetworkRequest request = buildRequest(true);
     const QByteArray body = buildBody(m_model, prompt, true);
@@ -290,11 +396,14 @@ void OpenAIClient::sendStreamingRequest(quint64 streamId, const QNetworkRequest 
                                         const QByteArray &body)
 {
     QNetworkReply *reply = m_networkManager->post(request, body);
+    reply->setReadBufferSize(kReadAheadBytes);
     m_currentReply = reply;
     reply->setProperty(kStreamIdProperty, QVariant::fromValue<quint64>(streamId));
+    reply->setProperty(kOriginProperty, request.url());
     qDebug().noquote() << "OpenAIClient: completeStreaming started streamId =" << streamId
                        << "reply =" << reply;
     setupReplyConnections(reply);
+    m_idleTimer.start(m_limits.idleMs);
 }
 
 void OpenAIClient::setupReplyConnections(QNetworkReply *reply)
@@ -306,6 +415,12 @@ void OpenAIClient::setupReplyConnections(QNetworkReply *reply)
     connect(reply, &QNetworkReply::readyRead, this, &OpenAIClient::onReadyRead, Qt::DirectConnection);
     connect(reply, &QNetworkReply::finished, this, &OpenAIClient::onStreamFinished, Qt::DirectConnection);
     connect(reply, &QNetworkReply::errorOccurred, this, &OpenAIClient::onStreamError, Qt::DirectConnection);
+    connect(reply, &QNetworkReply::redirected, this, &OpenAIClient::onRedirected, Qt::DirectConnection);
+    // Headers count as a sign of life, so a slow first token is measured from them.
+    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply] {
+        if (reply == m_currentReply)
+            m_idleTimer.start(m_limits.idleMs);
+    });
 }
 
 void OpenAIClient::dropReply(QNetworkReply *reply, bool abort)
@@ -345,7 +460,34 @@ void OpenAIClient::onReadyRead()
     auto *reply = qobject_cast<QNetworkReply *>(sender());
     if (!reply || classifyReply(reply, "readyRead") != ReplyKind::Current)
         return;
-    processSSEData(reply->readAll());
+    m_idleTimer.start(m_limits.idleMs);
+    const QByteArray data = reply->readAll();
+    m_bodyBytes += data.size();
+    const int status = httpStatusOf(reply);
+    if (status >= 300) {
+        // An error body is read for the provider's message when the reply ends, never as events.
+        if (m_bodyHead.size() < kMaxKeptBodyBytes)
+            m_bodyHead += data.left(kMaxKeptBodyBytes - m_bodyHead.size());
+        return;
+    }
+    if (m_bodyBytes > m_limits.maxBodyBytes) {
+        // What fits is still shown, so the user keeps the answer up to the limit.
+        const quint64 streamId = m_streamId;
+        processSSEData(data.first(data.size() - (m_bodyBytes - m_limits.maxBodyBytes)));
+        if (streamId == m_streamId && m_lastError.isEmpty())
+            failStream(tr("The provider sent more than %1 MiB; the answer was stopped there.")
+                           .arg(QLocale::c().toString(m_limits.maxBodyBytes / 1048576.0, 'g', 3)));
+        return;
+    }
+    if (m_contentType.isEmpty())
+        m_contentType = reply->header(QNetworkRequest::ContentTypeHeader)
+                            .toString()
+                            .section(u';', 0, 0)
+                            .trimmed()
+                            .toLower();
+    if (!m_parser.sawData() && m_bodyHead.size() < kMaxKeptBodyBytes)
+        m_bodyHead += data.left(kMaxKeptBodyBytes - m_bodyHead.size());
+    processSSEData(data);
 }
 
 void OpenAIClient::onStreamFinished()
@@ -353,16 +495,42 @@ void OpenAIClient::onStreamFinished()
     auto *reply = qobject_cast<QNetworkReply *>(sender());
     if (!reply || classifyReply(reply, "finished") != ReplyKind::Current)
         return;
-    const QByteArray rest = reply->readAll();
+    const quint64 streamId = m_streamId;
+    const int status = httpStatusOf(reply);
+    const QString networkText = reply->errorString();
+    QByteArray rest = reply->readAll();
+    if (m_contentType.isEmpty())
+        m_contentType = reply->header(QNetworkRequest::ContentTypeHeader)
+                            .toString()
+                            .section(u';', 0, 0)
+                            .trimmed()
+                            .toLower();
     dropReply(reply, false);
     m_currentReply = nullptr;
+    stopTimers();
+    m_bodyBytes += rest.size();
+    if (status >= 300) {
+        // A redirect that was not followed, or a status the toolkit does not count as an error.
+        failStream(httpErrorText(status, m_bodyHead + rest.left(kMaxKeptBodyBytes), networkText));
+        return;
+    }
+    if (!m_parser.sawData() && m_bodyHead.size() < kMaxKeptBodyBytes)
+        m_bodyHead += rest.left(kMaxKeptBodyBytes - m_bodyHead.size());
     if (!rest.isEmpty())
         processSSEData(rest);
-    if (m_lastError.isEmpty()) {
-        qDebug().noquote() << "OpenAIClient: streamingFinished streamId =" << m_streamId
-                           << "fullLen =" << m_fullResponse.size();
-        emit streamingFinished(m_fullResponse);
+    if (streamId != m_streamId || !m_lastError.isEmpty())
+        return; // cancelled or replaced by a receiver of the last pieces, or failed: already reported
+    if (!m_parser.sawData()) {
+        failStream(notAnEventStreamText());
+        return;
     }
+    if (m_parser.hasIncompleteLine() && !m_parser.sawEnd()) {
+        failStream(tr("The connection was closed in the middle of the answer; the answer is incomplete."));
+        return;
+    }
+    qDebug().noquote() << "OpenAIClient: streamingFinished streamId =" << m_streamId
+                       << "fullLen =" << m_fullResponse.size();
+    emit streamingFinished(m_fullResponse);
 }
 
 void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
@@ -372,100 +540,113 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
         return;
     disconnect(reply, nullptr, this, nullptr);
     m_currentReply = nullptr;
-    const QString errorText = reply->errorString();
+    stopTimers();
+    const QString errorText = redacted(reply->errorString());
     const QUrl url = reply->url();
-    const QVariant httpStatus = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const int httpStatus = httpStatusOf(reply);
+    const QByteArray body = httpStatus >= 300 ? m_bodyHead + reply->read(kMaxKeptBodyBytes) : QByteArray();
     reply->deleteLater();
 
     if (code == QNetworkReply::OperationCanceledError) {
         qDebug().noquote() << "OpenAIClient: request canceled streamId =" << m_streamId;
         return;
     }
-    m_lastError = tr("Network error: %1").arg(errorText);
+    if (httpStatus >= 300) {
+        m_lastError = httpErrorText(httpStatus, body, errorText);
+    } else if (code == QNetworkReply::RemoteHostClosedError && m_bodyBytes > 0) {
+        // Servers that close instead of ending the body properly are common; once the answer said it was
+        // complete, the close loses nothing.
+        if (m_parser.sawEnd() && !m_parser.failed()) {
+            qDebug().noquote() << "OpenAIClient: streamingFinished after close streamId =" << m_streamId
+                               << "fullLen =" << m_fullResponse.size();
+            emit streamingFinished(m_fullResponse);
+            return;
+        }
+        m_lastError = tr("The connection was closed in the middle of the answer; the answer is incomplete.");
+    } else
+        m_lastError = tr("Network error: %1").arg(errorText);
     qWarning().noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "error =" << code
                          << "message =" << errorText << "url =" << url.toString(QUrl::RemoveUserInfo)
-                         << "httpStatus =" << httpStatus.toInt();
+                         << "httpStatus =" << httpStatus;
     emit streamingError(m_lastError);
+}
+
+void OpenAIClient::onRedirected(const QUrl &target)
+{
+    auto *reply = qobject_cast<QNetworkReply *>(sender());
+    if (!reply || classifyReply(reply, "redirected") != ReplyKind::Current)
+        return;
+    const QUrl configured = reply->property(kOriginProperty).toUrl();
+    const QString problem = redirectProblem(configured, configured.resolved(target));
+    if (problem.isEmpty())
+        emit reply->redirectAllowed();
+    else
+        failStream(problem);
+}
+
+void OpenAIClient::onIdleTimeout()
+{
+    if (!m_currentReply)
+        return;
+    if (m_parser.sawEnd() && !m_parser.failed()) {
+        // The answer said it was complete and the server merely keeps the connection open.
+        QNetworkReply *reply = m_currentReply;
+        m_currentReply = nullptr;
+        dropReply(reply, true);
+        stopTimers();
+        qDebug().noquote() << "OpenAIClient: streamingFinished at idle streamId =" << m_streamId
+                           << "fullLen =" << m_fullResponse.size();
+        emit streamingFinished(m_fullResponse);
+        return;
+    }
+    if (m_fullResponse.isEmpty())
+        failStream(tr("The provider did not answer within %1 seconds.").arg(secondsText(m_limits.idleMs)));
+    else
+        failStream(tr("The provider sent nothing for %1 seconds; the answer is incomplete.")
+                       .arg(secondsText(m_limits.idleMs)));
+}
+
+void OpenAIClient::onTotalTimeout()
+{
+    failStream(
+        tr("The answer took longer than %1 seconds and was stopped.").arg(secondsText(m_limits.totalMs)));
 }
 
 void OpenAIClient::processSSEData(const QByteArray &data)
 {
-    // After an error object the stream is over: whatever the service still sends is not part of an answer.
+    // After an error the stream is over: whatever the service still sends is not part of an answer.
     if (!m_lastError.isEmpty())
         return;
-    m_pendingData.append(data);
-
-    // Lines are taken by offset and the consumed prefix removed once, so a large read costs linear time.
-    qsizetype consumed = 0;
-    for (;;) {
-        const qsizetype lineFeed = m_pendingData.indexOf('\n', consumed);
-        if (lineFeed < 0)
-            break;
-        qsizetype begin = consumed;
-        qsizetype end = lineFeed;
-        consumed = lineFeed + 1;
-        while (begin < end && isBlank(m_pendingData.at(begin)))
-            ++begin;
-        while (end > begin && isBlank(m_pendingData.at(end - 1)))
-            --end;
-        if (end - begin < kDataPrefix.size() ||
-            QByteArrayView(m_pendingData.constData() + begin, kDataPrefix.size()) != kDataPrefix) {
-            continue;
-        }
-        const char *payload = m_pendingData.constData() + begin + kDataPrefix.size();
-        const size_t payloadLength = size_t(end - begin - kDataPrefix.size());
-        if (QByteArrayView(payload, qsizetype(payloadLength)) == kDoneMarker)
-            continue;
-
-        // RapidJSON with stack buffers for its allocators: a delta is parsed without touching the heap, which
-        // keeps the parser far ahead of any network (the toolkit's JSON classes cost several times as much).
-        char valueBuffer[4096];
-        char parseBuffer[1024];
-        rapidjson::MemoryPoolAllocator<> valueAllocator(valueBuffer, sizeof valueBuffer);
-        rapidjson::MemoryPoolAllocator<> parseAllocator(parseBuffer, sizeof parseBuffer);
-        using PooledDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>,
-                                                          rapidjson::MemoryPoolAllocator<>>;
-        PooledDocument document(&valueAllocator, sizeof parseBuffer, &parseAllocator);
-        document.Parse(payload, payloadLength);
-        if (document.HasParseError()) {
-            qWarning().noquote() << "Failed to parse SSE JSON:"
-                                 << rapidjson::GetParseError_En(document.GetParseError()) << "at offset"
-                                 << document.GetErrorOffset();
-            continue;
-        }
-        if (!document.IsObject()) {
-            qWarning().noquote() << "Failed to parse SSE JSON:"
-                                 << "payload is not an object";
-            continue;
-        }
-        const auto error = document.FindMember("error");
-        if (error != document.MemberEnd() && !error->value.IsNull()) {
-            m_pendingData.remove(0, consumed);
-            m_lastError = tr("API error: %1").arg(errorMessageOf(error->value));
-            emitErrorQueued(m_lastError);
-            return;
-        }
-        const QString piece = deltaContentOf(document);
-        if (!piece.isEmpty()) {
-            m_fullResponse += piece;
-            emit streamingChunk(piece);
-        }
+    QStringList pieces;
+    const bool ok = m_parser.feed(data, &pieces);
+    const quint64 streamId = m_streamId;
+    for (const QString &piece : std::as_const(pieces)) {
+        m_fullResponse += piece;
+        emit streamingChunk(piece);
+        if (streamId != m_streamId)
+            return; // a receiver cancelled or started another request
     }
-    m_pendingData.remove(0, consumed);
+    if (!ok)
+        failStream(tr("API error: %1").arg(redacted(m_parser.errorMessage())));
+}
 
-    if (m_pendingData.size() > kMaxPendingLineBytes && m_currentReply)
-        failStream(tr("Invalid response: a line of the event stream exceeds %1 MiB")
-                       .arg(kMaxPendingLineBytes >> 20));
+void OpenAIClient::stopTimers()
+{
+    m_idleTimer.stop();
+    m_totalTimer.stop();
 }
 
 void OpenAIClient::failStream(const QString &message)
 {
-    QNetworkReply *reply = m_currentReply;
-    m_currentReply = nullptr;
-    m_pendingData.clear();
-    m_pendingData.squeeze();
-    dropReply(reply, true);
+    stopTimers();
+    if (QNetworkReply *reply = m_currentReply) {
+        m_currentReply = nullptr;
+        dropReply(reply, true);
+    }
+    m_parser.reset();
     m_lastError = message;
+    // Whatever still belongs to this request (a warm-up, a late signal) is stale from now on.
+    ++m_streamId;
     qWarning().noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "message =" << message;
     emitErrorQueued(message);
 }
@@ -486,6 +667,7 @@ void OpenAIClient::emitErrorQueued(const QString &message)
 void OpenAIClient::cancelRequest()
 {
     ++m_streamId;
+    stopTimers();
     qDebug().noquote() << "OpenAIClient: cancelRequest streamId ->" << m_streamId
                        << "hasReply =" << (m_currentReply ? "true" : "false");
     if (m_currentReply && m_networkManager) {
@@ -505,21 +687,53 @@ QString OpenAIClient::complete(const QString &prompt)
         m_lastError = tr("API not configured. Please set API URL and key in config.");
         return QString();
     }
+    if (const QString problem = settingsProblem(); !problem.isEmpty()) {
+        m_lastError = problem;
+        return QString();
+    }
     ensureNetworkManager();
     const QNetworkRequest request = buildRequest(false);
     const QByteArray body = buildBody(m_model, prompt, false);
+    const qsizetype maxBodyBytes = m_limits.maxBodyBytes;
 
     QEventLoop loop;
     QTimer timer;
     timer.setSingleShot(true);
     QNetworkReply *reply = m_networkManager->post(request, body);
+    reply->setReadBufferSize(kReadAheadBytes);
     // The reply is deleted here rather than deferred: this call may run on a thread without an event loop.
     const std::unique_ptr<QNetworkReply> replyOwner(reply);
+    // Read as it comes, so that an answer of any size costs at most the limit.
+    QByteArray data;
+    QString failure;
+    const auto fail = [&](const QString &message) {
+        failure = message;
+        disconnect(reply, nullptr, &loop, nullptr);
+        reply->abort();
+        loop.quit();
+    };
+    connect(reply, &QNetworkReply::readyRead, &loop, [&] {
+        data += reply->read(maxBodyBytes + 1 - data.size());
+        if (data.size() > maxBodyBytes)
+            fail(tr("The provider sent more than %1 MiB; the answer was stopped there.")
+                     .arg(QLocale::c().toString(maxBodyBytes / 1048576.0, 'g', 3)));
+    });
+    connect(reply, &QNetworkReply::redirected, &loop, [&](const QUrl &target) {
+        const QString problem = redirectProblem(request.url(), request.url().resolved(target));
+        if (problem.isEmpty())
+            emit reply->redirectAllowed();
+        else
+            fail(problem);
+    });
     connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     timer.start(m_timeout);
     loop.exec();
 
+    if (!failure.isEmpty()) {
+        m_lastError = failure;
+        return QString();
+    }
     if (!timer.isActive()) {
         disconnect(reply, nullptr, &loop, nullptr);
         reply->abort();
@@ -527,11 +741,21 @@ QString OpenAIClient::complete(const QString &prompt)
         return QString();
     }
     timer.stop();
-    if (reply->error() != QNetworkReply::NoError) {
-        m_lastError = tr("Network error: %1").arg(reply->errorString());
+    data += reply->read(maxBodyBytes + 1 - data.size());
+    const int status = httpStatusOf(reply);
+    if (status >= 300) {
+        m_lastError = httpErrorText(status, data.left(kMaxKeptBodyBytes), reply->errorString());
         return QString();
     }
-    const QByteArray data = reply->readAll();
+    if (reply->error() != QNetworkReply::NoError) {
+        m_lastError = tr("Network error: %1").arg(redacted(reply->errorString()));
+        return QString();
+    }
+    if (data.size() > maxBodyBytes) {
+        m_lastError = tr("The provider sent more than %1 MiB; the answer was stopped there.")
+                          .arg(QLocale::c().toString(maxBodyBytes / 1048576.0, 'g', 3));
+        return QString();
+    }
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
@@ -541,7 +765,7 @@ QString OpenAIClient::complete(const QString &prompt)
     const QJsonObject object = document.object();
     const QJsonValue error = object.value(QLatin1String("error"));
     if (!error.isUndefined() && !error.isNull()) {
-        m_lastError = tr("API error: %1").arg(errorMessageOf(error));
+        m_lastError = tr("API error: %1").arg(redacted(errorMessageOf(error)));
         return QString();
     }
     const QJsonArray choices = object.value(QLatin1String("choices")).toArray();

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "ai/EventStreamParser.h"
 #include "ai/ILLMClient.h"
 
 #include <QByteArray>
 #include <QNetworkReply>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 class QNetworkAccessManager;
 class QNetworkRequest;
@@ -18,6 +20,15 @@ class OpenAIClient final : public QObject, public ILLMClient
     Q_OBJECT
 
 public:
+    // Bounds of one request against a service that stalls or never stops. Far beyond any real translation, so
+    // only a broken or hostile service meets them.
+    struct Limits
+    {
+        int idleMs = 30000;                       // streaming: no byte for this long ends the stream
+        int totalMs = 10 * 60 * 1000;             // streaming: the whole request, warm-up included
+        qsizetype maxBodyBytes = 8 * 1024 * 1024; // response body, both kinds of request
+    };
+
     explicit OpenAIClient(QObject *parent = nullptr);
     OpenAIClient(const QString &apiUrl, const QString &apiKey, const QString &model,
                  QObject *parent = nullptr);
@@ -27,13 +38,16 @@ public:
     void setApiUrl(const QString &url);
     void setApiKey(const QString &key);
     void setModel(const QString &model);
-    // Limit of the blocking call in milliseconds; a streaming request has no time-out of its own.
+    // Limit of the blocking call in milliseconds; a streaming request has the limits below instead.
     void setTimeout(int ms);
+    // Takes effect with the next request.
+    void setLimits(const Limits &limits);
 
     QString apiUrl() const { return m_apiUrl; }
     QString apiKey() const { return m_apiKey; }
     QString model() const { return m_model; }
     int timeout() const { return m_timeout; }
+    Limits limits() const { return m_limits; }
 
     // False when the URL, the key or the model is empty.
     bool isConfigured() const override;
@@ -53,9 +67,6 @@ public:
     // "Vontrel.app/<version> (<os>; <arch>)".
     static QByteArray userAgent();
 
-    // An incomplete line longer than this ends the stream, so a broken server cannot exhaust memory.
-    static constexpr qsizetype kMaxPendingLineBytes = 16 * 1024 * 1024;
-
 signals:
     void streamingChunk(const QString &chunk);
     void streamingFinished(const QString &fullResponse);
@@ -65,6 +76,9 @@ private slots:
     void onReadyRead();
     void onStreamFinished();
     void onStreamError(QNetworkReply::NetworkError code);
+    void onRedirected(const QUrl &target);
+    void onIdleTimeout();
+    void onTotalTimeout();
 
 private:
     enum class ReplyKind { Stale, NonCurrent, Current };
@@ -80,6 +94,14 @@ private:
     void processSSEData(const QByteArray &data);
     void failStream(const QString &message);
     void emitErrorQueued(const QString &message);
+    void stopTimers();
+    // Why a request with the current settings must not be sent; empty when it may.
+    QString settingsProblem() const;
+    QString redirectProblem(const QUrl &from, const QUrl &to) const;
+    QString httpErrorText(int status, const QByteArray &body, const QString &networkText) const;
+    QString notAnEventStreamText() const;
+    // The text with the URL's user name and password and the API key taken out.
+    QString redacted(QString text) const;
 
     QString m_apiUrl;
     QString m_apiKey;
@@ -88,7 +110,13 @@ private:
     QString m_lastError;
     QNetworkAccessManager *m_networkManager = nullptr;
     QNetworkReply *m_currentReply = nullptr;
-    QByteArray m_pendingData;
+    EventStreamParser m_parser;
     QString m_fullResponse;
     quint64 m_streamId = 0;
+    Limits m_limits;
+    QTimer m_idleTimer;
+    QTimer m_totalTimer;
+    qsizetype m_bodyBytes = 0;
+    QString m_contentType;
+    QByteArray m_bodyHead; // the first bytes, to say what came back when it was not an event stream
 };

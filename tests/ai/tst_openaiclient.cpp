@@ -1,5 +1,6 @@
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
+#include "StreamRecorder.h"
 #include "ai/OpenAIClient.h"
 
 #include <QCoreApplication>
@@ -15,30 +16,6 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 const QString kNotConfigured = QStringLiteral("API not configured. Please set API URL and key in config.");
-
-// Everything one client reports, in order.
-struct StreamRecorder
-{
-    explicit StreamRecorder(OpenAIClient *client)
-        : chunks(client, &OpenAIClient::streamingChunk)
-        , finished(client, &OpenAIClient::streamingFinished)
-        , errors(client, &OpenAIClient::streamingError)
-    {}
-    QStringList chunkTexts() const
-    {
-        QStringList texts;
-        for (const QList<QVariant> &arguments : chunks)
-            texts << arguments.at(0).toString();
-        return texts;
-    }
-    bool waitForEnd()
-    {
-        return QTest::qWaitFor([this] { return finished.size() + errors.size(); }, kWaitMs);
-    }
-    QString error() const { return errors.isEmpty() ? QString() : errors.first().at(0).toString(); }
-
-    QSignalSpy chunks, finished, errors;
-};
 
 // "Prefix*" matches any longer text with that prefix.
 void verifyText(const QString &actual, const QString &expected)
@@ -125,6 +102,12 @@ private slots:
         QTest::newRow("crlf") << (Sse::delta("x", "\r\n\r\n") + Sse::delta("y", "\r\n\r\n") +
                                   "data: [DONE]\r\n\r\n")
                               << 5 << xy;
+        // CR LF split between two reads must not count as two line endings, nor a bare CR as none.
+        QTest::newRow("bare cr") << (Sse::delta("x", "\r\r") + Sse::delta("y", "\r\r") + "data: [DONE]\r\r")
+                                 << 3 << xy;
+        QTest::newRow("cr, lf and crlf mixed")
+            << (": hi\r" + Sse::delta("x", "\r\n\n") + Sse::delta("y", "\n\r") + "data: [DONE]\r\n") << 2
+            << xy;
         QTest::newRow("comments, fields, keep-alive")
             << (": keep-alive\n\nevent: message\nid: 7\nretry: 10\n" + Sse::delta("x") + ":\n\n  \n" +
                 Sse::delta("y"))
@@ -143,8 +126,6 @@ private slots:
             << ("data:{\"choices\":[{\"delta\":{\"content\":\"no\"}}]}\ndata: {not json\nDATA: " +
                 Sse::delta("no") + Sse::delta("x") + Sse::delta("y"))
             << 64 << xy;
-        QTest::newRow("last line without line feed unused")
-            << (Sse::delta("x") + Sse::delta("y") + Sse::delta("z").chopped(2)) << 64 << xy;
     }
 
     void streamsContentPieces()
@@ -160,64 +141,6 @@ private slots:
         QCOMPARE(recorder.error(), QString());
         QCOMPARE(recorder.chunkTexts(), chunks);
         QCOMPARE(recorder.finished.first().at(0).toString(), chunks.join(QString()));
-    }
-
-    void streamFailure_data()
-    {
-        QTest::addColumn<ScriptedResponse>("response");
-        QTest::addColumn<QStringList>("chunks");
-        QTest::addColumn<QString>("error");
-        const QStringList hello{QStringLiteral("Hello")};
-        QTest::newRow("error object after content")
-            << ScriptedResponse::sse()
-                   .send(Sse::delta("Hello"))
-                   .pause(5)
-                   .send("data: {\"error\":{\"message\":\"Rate limit reached\",\"type\":\"x\"}}\n\n" +
-                         Sse::delta("after"))
-                   .pause(5)
-                   .send(Sse::stream({QStringLiteral("later")}))
-            << hello << "API error: Rate limit reached";
-        QTest::newRow("401") << ScriptedResponse::json(401, "{\"error\":{\"message\":\"Incorrect API key\"}}")
-                             << QStringList() << "Network error: *";
-        QTest::newRow("429") << ScriptedResponse::json(429, "{\"error\":{\"message\":\"Rate limit\"}}")
-                             << QStringList() << "Network error: *";
-        QTest::newRow("500 with data lines") << ScriptedResponse::json(500, "data: {\"choices\":[]}\n\n")
-                                             << QStringList() << "Network error: *";
-        QTest::newRow("reset mid-stream")
-            << ScriptedResponse::sse().send(Sse::delta("Hello")).pause(20).resetConnection() << hello
-            << "Network error: *";
-        const QByteArray longLine = "data: " + QByteArray(OpenAIClient::kMaxPendingLineBytes + 1024, 'x');
-        QTest::newRow("line over 16 MiB")
-            << ScriptedResponse::sse()
-                   .send(Sse::delta("Hello"))
-                   .sendInPieces(longLine, 1 << 20, 1 << 20, 1, 0)
-            << hello << "Invalid response: a line of the event stream exceeds 16 MiB";
-    }
-
-    void streamFailure()
-    {
-        QFETCH(ScriptedResponse, response);
-        QFETCH(QStringList, chunks);
-        QFETCH(QString, error);
-        m_server->enqueue(response);
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-        {
-            StreamRecorder recorder(&client);
-            client.completeStreaming(QStringLiteral("p"));
-            QVERIFY(recorder.waitForEnd());
-            // Nothing more once the reply is gone: no chunk after the error, no finish.
-            QTRY_VERIFY_WITH_TIMEOUT(client.findChildren<QNetworkReply *>().isEmpty(), kWaitMs);
-            QCoreApplication::processEvents();
-            QCOMPARE(recorder.chunkTexts(), chunks);
-            QCOMPARE(recorder.errors.size() + recorder.finished.size(), 1);
-            verifyText(recorder.error(), error);
-            QCOMPARE(client.lastError(), recorder.error());
-        }
-        // The same client serves the next request.
-        m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("again")})));
-        StreamRecorder next(&client);
-        client.completeStreaming(QStringLiteral("p"));
-        QVERIFY(next.waitForEnd() && next.chunkTexts() == QStringList{QStringLiteral("again")});
     }
 
     void unconfiguredFailsAtOnce_data()
@@ -311,8 +234,9 @@ private slots:
                                   << "Failed to parse response: *";
         QTest::newRow("no choices") << 200 << QByteArray("{\"choices\":[]}") << QString()
                                     << "No response from API";
-        QTest::newRow("401, body not shown")
-            << 401 << QByteArray("{\"error\":{\"message\":\"bad key\"}}") << QString() << "Network error: *";
+        QTest::newRow("error null is no error")
+            << 200 << QByteArray("{\"error\":null,\"choices\":[{\"message\":{\"content\":\"ok\"}}]}") << "ok"
+            << QString();
     }
 
     void blockingComplete()
@@ -326,7 +250,6 @@ private slots:
         QSignalSpy streamingError(&client, &OpenAIClient::streamingError);
         QCOMPARE(client.complete(QStringLiteral("p")), answer);
         verifyText(client.lastError(), error);
-        QVERIFY(!client.lastError().contains(QLatin1String("bad key")));
         QCOMPARE(streamingError.size(), 0);
     }
 

@@ -36,6 +36,18 @@ ScriptedResponse ScriptedResponse::json(int status, const QByteArray &body)
     return response.setHeader("Content-Type", "application/json").send(body);
 }
 
+ScriptedResponse ScriptedResponse::redirect(int status, const QByteArray &location)
+{
+    return json(status, QByteArray()).setHeader("Location", location);
+}
+
+ScriptedResponse ScriptedResponse::silent()
+{
+    ScriptedResponse response;
+    response.m_status = 0;
+    return response;
+}
+
 ScriptedResponse &ScriptedResponse::setHeader(const QByteArray &name, const QByteArray &value)
 {
     for (auto &entry : m_headers) {
@@ -79,6 +91,10 @@ public:
             m_closed = true;
             deleteLater();
         });
+        connect(socket, &QTcpSocket::bytesWritten, this, [this] {
+            if (std::exchange(m_waitingForDrain, false))
+                advance();
+        });
         connect(server, &LoopbackHttpServer::released, this, [this] {
             if (std::exchange(m_held, false))
                 advance();
@@ -119,16 +135,28 @@ private:
         }
         emit m_server->requestReceived(index);
         m_step = 0;
+        m_repeatLeft = 0;
         m_firstPieceMarked = false;
         m_responding = true;
+        if (m_response.m_status == 0)
+            return; // silent: the connection stays open until the client gives up
         writeHead();
         advance();
     }
 
     void writeHead()
     {
-        static const QHash<int, QByteArray> reasons{
-            {200, "OK"}, {401, "Unauthorized"}, {404, "Not Found"}, {500, "Internal Server Error"}};
+        static const QHash<int, QByteArray> reasons{{200, "OK"},
+                                                    {301, "Moved Permanently"},
+                                                    {302, "Found"},
+                                                    {307, "Temporary Redirect"},
+                                                    {308, "Permanent Redirect"},
+                                                    {401, "Unauthorized"},
+                                                    {403, "Forbidden"},
+                                                    {404, "Not Found"},
+                                                    {429, "Too Many Requests"},
+                                                    {500, "Internal Server Error"},
+                                                    {503, "Service Unavailable"}};
         QByteArray head = "HTTP/1.1 " + QByteArray::number(m_response.m_status) + ' ' +
                           reasons.value(m_response.m_status, "Status") + "\r\n";
         for (const auto &[name, value] : m_response.m_headers)
@@ -138,7 +166,10 @@ private:
         } else {
             qsizetype length = 0;
             for (const ScriptedResponse::Step &step : m_response.m_steps)
-                length += step.kind == ScriptedResponse::Write ? step.bytes.size() : 0;
+                length += step.kind == ScriptedResponse::Write ? step.bytes.size()
+                          : step.kind == ScriptedResponse::Repeat
+                              ? step.bytes.size() * qMax<qint64>(0, step.count)
+                              : 0;
             head += "Content-Length: " + QByteArray::number(length) + "\r\n";
         }
         m_socket->write(head + "\r\n");
@@ -151,14 +182,23 @@ private:
             const ScriptedResponse::Step &step = m_response.m_steps.at(m_step++);
             switch (step.kind) {
             case ScriptedResponse::Write:
-                m_socket->write(m_response.m_chunked
-                                    ? QByteArray::number(step.bytes.size(), 16) + "\r\n" + step.bytes + "\r\n"
-                                    : step.bytes);
-                m_socket->flush();
-                if (!std::exchange(m_firstPieceMarked, true))
-                    m_server->m_firstBodyWriteNs =
-                        std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+                writeBody(step.bytes);
                 break;
+            case ScriptedResponse::Raw:
+                m_socket->write(step.bytes);
+                m_socket->flush();
+                break;
+            case ScriptedResponse::Repeat:
+                if (!writeRepeated(step)) {
+                    --m_step; // the same step again once the client has read what is buffered
+                    m_waitingForDrain = true;
+                    return;
+                }
+                break;
+            case ScriptedResponse::Close:
+                m_socket->disconnectFromHost();
+                m_closed = true;
+                return;
             case ScriptedResponse::Pause:
                 QTimer::singleShot(step.ms, this, [this] { advance(); });
                 return;
@@ -185,12 +225,45 @@ private:
             handleNextRequest();
     }
 
+    void writeBody(const QByteArray &bytes)
+    {
+        m_socket->write(m_response.m_chunked ? QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n"
+                                             : bytes);
+        m_socket->flush();
+        if (!std::exchange(m_firstPieceMarked, true))
+            m_server->m_firstBodyWriteNs =
+                std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
+
+    // Writes batches while the socket's buffer is low; false while copies remain.
+    bool writeRepeated(const ScriptedResponse::Step &step)
+    {
+        constexpr qint64 kBatchBytes = 64 * 1024, kBufferedBytes = 256 * 1024;
+        if (step.bytes.isEmpty())
+            return true;
+        if (m_repeatLeft == 0)
+            m_repeatLeft = step.count < 0 ? -1 : step.count;
+        while (m_repeatLeft != 0 && m_socket->state() == QAbstractSocket::ConnectedState &&
+               m_socket->bytesToWrite() < kBufferedBytes) {
+            const qint64 copies = qMax<qint64>(1, kBatchBytes / step.bytes.size());
+            const qint64 now = m_repeatLeft < 0 ? copies : qMin(copies, m_repeatLeft);
+            writeBody(step.bytes.repeated(now));
+            if (m_repeatLeft > 0)
+                m_repeatLeft -= now;
+        }
+        if (m_socket->state() != QAbstractSocket::ConnectedState)
+            m_closed = true; // the client gave up; disconnected() follows
+        return m_repeatLeft == 0 || m_closed;
+    }
+
     QTcpSocket *m_socket;
     LoopbackHttpServer *m_server;
     QByteArray m_buffer;
     ScriptedResponse m_response;
     qsizetype m_step = 0;
+    qint64 m_repeatLeft = 0; // copies of the current repeat step still to write; negative: endless
     bool m_responding = false, m_held = false, m_closed = false, m_firstPieceMarked = false;
+    bool m_waitingForDrain = false;
 };
 
 LoopbackHttpServer::LoopbackHttpServer(QObject *parent)

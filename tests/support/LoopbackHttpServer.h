@@ -32,6 +32,8 @@ class ScriptedResponse
 public:
     static ScriptedResponse sse(int status = 200);                    // text/event-stream, chunked
     static ScriptedResponse json(int status, const QByteArray &body); // with Content-Length
+    static ScriptedResponse redirect(int status, const QByteArray &location);
+    static ScriptedResponse silent(); // takes the request and never answers, not even a status line
 
     ScriptedResponse &setHeader(const QByteArray &name, const QByteArray &value);
     // One piece written at once (one HTTP chunk when chunked); empty pieces are skipped.
@@ -43,23 +45,32 @@ public:
     ScriptedResponse &pause(int ms) { return add(Pause, {}, ms); }
     ScriptedResponse &holdUntilReleased() { return add(Hold); } // until LoopbackHttpServer::releaseHeld()
     ScriptedResponse &resetConnection() { return add(Reset); }  // TCP RST; nothing after it is sent
+    ScriptedResponse &closeConnection() { return add(Close); }  // FIN, as a server that ends too early
+    // Bytes as they are, outside any chunk framing: with close, a body cut off in the middle of a chunk.
+    ScriptedResponse &sendRaw(const QByteArray &bytes) { return add(Raw, bytes); }
+    // The bytes count times (forever when negative), written only as fast as the client reads them.
+    ScriptedResponse &repeat(const QByteArray &bytes, qint64 count = -1)
+    {
+        return add(Repeat, bytes, 0, count);
+    }
 
 private:
     friend class LoopbackConnection;
-    enum StepKind { Write, Pause, Hold, Reset };
+    enum StepKind { Write, Pause, Hold, Reset, Close, Raw, Repeat };
     struct Step
     {
         StepKind kind;
         QByteArray bytes;
         int ms;
+        qint64 count;
     };
-    ScriptedResponse &add(StepKind kind, const QByteArray &bytes = {}, int ms = 0)
+    ScriptedResponse &add(StepKind kind, const QByteArray &bytes = {}, int ms = 0, qint64 count = 0)
     {
-        m_steps.append({kind, bytes, ms});
+        m_steps.append({kind, bytes, ms, count});
         return *this;
     }
 
-    int m_status = 200;
+    int m_status = 200; // 0: no answer at all
     bool m_chunked = true;
     QList<QPair<QByteArray, QByteArray>> m_headers;
     QList<Step> m_steps;

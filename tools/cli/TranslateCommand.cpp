@@ -30,6 +30,7 @@ const char kUsage[] =
     "  --model NAME        model name\n"
     "  --target LANGUAGE   language to translate into, e.g. German\n"
     "  --prompt-file FILE  translation instructions from FILE (\"${target_language}\" is replaced)\n"
+    "  --timeout SECONDS   give up when the service sends nothing for this long (default 30)\n"
     "  --verbose           print diagnostics on standard error\n"
     "  -h, --help          show this help\n"
     "  -v, --version       show the version\n"
@@ -97,11 +98,12 @@ int vontrelCliTranslate(const QStringList &arguments)
     const QCommandLineOption modelOption(QStringLiteral("model"), QString(), QStringLiteral("NAME"));
     const QCommandLineOption targetOption(QStringLiteral("target"), QString(), QStringLiteral("LANGUAGE"));
     const QCommandLineOption promptOption(QStringLiteral("prompt-file"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption timeoutOption(QStringLiteral("timeout"), QString(), QStringLiteral("SECONDS"));
     const QCommandLineOption verboseOption(QStringLiteral("verbose"));
     const QCommandLineOption helpOption(QStringList{QStringLiteral("h"), QStringLiteral("help")});
     const QCommandLineOption versionOption(QStringList{QStringLiteral("v"), QStringLiteral("version")});
     parser.addOptions({actionOption, blockingOption, urlOption, keyOption, modelOption, targetOption,
-                       promptOption, verboseOption, helpOption, versionOption});
+                       promptOption, timeoutOption, verboseOption, helpOption, versionOption});
 
     if (!parser.parse(QStringList{QStringLiteral("vontrel-cli translate")} + arguments))
         return fail(parser.errorText() +
@@ -125,6 +127,15 @@ int vontrelCliTranslate(const QStringList &arguments)
         return fail(QStringLiteral("unknown action '%1' (use translate, summarize or cleanup)")
                         .arg(parser.value(actionOption)),
                     kCliExitUsage);
+    }
+
+    int timeoutMs = OpenAIClient::Limits().idleMs;
+    if (parser.isSet(timeoutOption)) {
+        bool ok = false;
+        const double seconds = parser.value(timeoutOption).toDouble(&ok);
+        if (!ok || seconds <= 0 || seconds > 24 * 3600)
+            return fail(QStringLiteral("--timeout needs a number of seconds, e.g. 30"), kCliExitUsage);
+        timeoutMs = qMax(1, qRound(seconds * 1000));
     }
 
     ConfigManager *config = ConfigManager::instance();
@@ -174,6 +185,10 @@ int vontrelCliTranslate(const QStringList &arguments)
         return fail(QCoreApplication::translate("ActionService", "Input text is empty"));
 
     OpenAIClient client(apiUrl, apiKey, model);
+    OpenAIClient::Limits limits = client.limits();
+    limits.idleMs = timeoutMs;
+    client.setLimits(limits);
+    client.setTimeout(timeoutMs);
     ActionService service(&client);
     service.setTargetLanguage(target);
     if (parser.isSet(promptOption))

@@ -271,10 +271,6 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <translation>API 错误：%1</translation>
     </message>
     <message>
-        <source>Invalid response: a line of the event stream exceeds %1 MiB</source>
-        <translation>无效响应：事件流中有一行超过 %1 MiB</translation>
-    </message>
-    <message>
         <source>Request timed out</source>
         <translation>请求超时</translation>
     </message>
@@ -285,6 +281,66 @@ Capture screenshots, recognize text, and translate instantly.</source>
     <message>
         <source>No response from API</source>
         <translation>API 无响应</translation>
+    </message>
+    <message>
+        <source>The API key contains a line break or another control character. Paste the key again.</source>
+        <translation>API 密钥中含有换行符或其他控制字符。请重新粘贴密钥。</translation>
+    </message>
+    <message>
+        <source>The API URL contains a line break or another control character.</source>
+        <translation>API 地址中含有换行符或其他控制字符。</translation>
+    </message>
+    <message>
+        <source>The API URL is not an http or https address.</source>
+        <translation>API 地址不是 http 或 https 地址。</translation>
+    </message>
+    <message>
+        <source>The provider redirected the request to %1; Vontrel does not send the API key to another server. Set the API URL to the address that answers.</source>
+        <translation>服务商将请求重定向到 %1；Vontrel 不会把 API 密钥发送给其他服务器。请把 API 地址设为实际应答的地址。</translation>
+    </message>
+    <message>
+        <source>API error %1: %2</source>
+        <translation>API 错误 %1：%2</translation>
+    </message>
+    <message>
+        <source>Network error: %1 (HTTP %2)</source>
+        <translation>网络错误：%1（HTTP %2）</translation>
+    </message>
+    <message>
+        <source>The provider sent an empty answer.</source>
+        <translation>服务商返回了空的应答。</translation>
+    </message>
+    <message>
+        <source>The provider&apos;s event stream carried no data.</source>
+        <translation>服务商的事件流中没有任何数据。</translation>
+    </message>
+    <message>
+        <source>The provider answered with %1, not an event stream.</source>
+        <translation>服务商返回的是 %1，而不是事件流。</translation>
+    </message>
+    <message>
+        <source>text of no stated type</source>
+        <translation>未注明类型的文本</translation>
+    </message>
+    <message>
+        <source>The provider sent more than %1 MiB; the answer was stopped there.</source>
+        <translation>服务商发送的数据超过 %1 MiB，应答已在此处停止。</translation>
+    </message>
+    <message>
+        <source>The connection was closed in the middle of the answer; the answer is incomplete.</source>
+        <translation>连接在应答中途被关闭，应答不完整。</translation>
+    </message>
+    <message>
+        <source>The provider did not answer within %1 seconds.</source>
+        <translation>服务商在 %1 秒内没有应答。</translation>
+    </message>
+    <message>
+        <source>The provider sent nothing for %1 seconds; the answer is incomplete.</source>
+        <translation>服务商已 %1 秒没有发送任何数据，应答不完整。</translation>
+    </message>
+    <message>
+        <source>The answer took longer than %1 seconds and was stopped.</source>
+        <translation>应答耗时超过 %1 秒，已被停止。</translation>
     </message>
 </context>
 <context>

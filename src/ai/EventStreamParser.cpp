@@ -140,6 +140,14 @@ void EventStreamParser::reset()
 
 bool EventStreamParser::feed(QByteArrayView bytes, QStringList *pieces)
 {
+    return feed(bytes, [pieces](const QString &piece) {
+        pieces->append(piece);
+        return true;
+    });
+}
+
+bool EventStreamParser::feed(QByteArrayView bytes, const PieceHandler &onPiece)
+{
     if (m_failed)
         return false;
     if (m_skipLineFeed && !bytes.isEmpty()) {
@@ -174,7 +182,8 @@ bool EventStreamParser::feed(QByteArrayView bytes, QStringList *pieces)
         } else {
             break;
         }
-        handleLine(lineBegin, lineEnd, pieces);
+        if (!handleLine(lineBegin, lineEnd, onPiece))
+            return false; // this object may have been reset meanwhile: nothing of it is touched again
         lineBegin = next;
     }
     if (m_failed) {
@@ -186,7 +195,7 @@ bool EventStreamParser::feed(QByteArrayView bytes, QStringList *pieces)
     return true;
 }
 
-void EventStreamParser::handleLine(const char *begin, const char *end, QStringList *pieces)
+bool EventStreamParser::handleLine(const char *begin, const char *end, const PieceHandler &onPiece)
 {
     while (begin < end && isBlank(*begin))
         ++begin;
@@ -194,28 +203,28 @@ void EventStreamParser::handleLine(const char *begin, const char *end, QStringLi
         --end;
     if (begin == end) {
         m_errorEvent = false; // an empty line ends the event
-        return;
+        return true;
     }
     if (startsWith(begin, end, kEventPrefix)) {
         const char *type = begin + kEventPrefix.size();
         while (type < end && isBlank(*type))
             ++type;
         m_errorEvent = QByteArrayView(type, end - type) == "error";
-        return;
+        return true;
     }
     if (!startsWith(begin, end, kDataPrefix))
-        return;
+        return true;
     m_sawData = true;
     const char *payload = begin + kDataPrefix.size();
     const size_t length = size_t(end - payload);
     if (QByteArrayView(payload, qsizetype(length)) == kDoneMarker) {
         m_sawEnd = true;
-        return;
+        return true;
     }
-    handlePayload(payload, length, pieces);
+    return handlePayload(payload, length, onPiece);
 }
 
-void EventStreamParser::handlePayload(const char *payload, size_t length, QStringList *pieces)
+bool EventStreamParser::handlePayload(const char *payload, size_t length, const PieceHandler &onPiece)
 {
     // RapidJSON with stack buffers for its allocators: a delta is parsed without touching the heap, which
     // keeps the parser far ahead of any network (the toolkit's JSON classes cost several times as much).
@@ -237,7 +246,7 @@ void EventStreamParser::handlePayload(const char *payload, size_t length, QStrin
         } else {
             m_errorMessage = QString::fromUtf8(payload, qsizetype(qMin<size_t>(length, kMaxRawErrorChars)));
         }
-        return;
+        return true;
     }
     if (!parsed) {
         if (m_parseFailures++ < kLoggedParseFailures) {
@@ -250,20 +259,19 @@ void EventStreamParser::handlePayload(const char *payload, size_t length, QStrin
             else
                 warning << "payload is not an object";
         }
-        return;
+        return true;
     }
     const auto error = document.FindMember("error");
     if (error != document.MemberEnd() && !error->value.IsNull()) {
         m_failed = true;
         m_errorMessage = errorMessageOf(error->value);
-        return;
+        return true;
     }
     const rapidjson::Value *choice = firstChoice(document);
     if (!choice)
-        return;
+        return true;
     if (hasFinishReason(*choice))
         m_sawEnd = true;
     const QString piece = deltaContentOf(*choice);
-    if (!piece.isEmpty())
-        pieces->append(piece);
+    return piece.isEmpty() || onPiece(piece);
 }

@@ -5,20 +5,26 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
 // Reads the body of a chat-completions event stream: splits it into lines (LF, CRLF or a bare CR), takes the
-// "data: " lines and collects their content pieces. Knows nothing of the network, so tests and benchmarks can
-// drive it byte by byte. Pieces are returned rather than called back, so that a receiver which cancels or
-// restarts the stream never runs while the parser is in the middle of its buffer.
+// "data: " lines and hands on their content pieces. Knows nothing of the network, so tests and benchmarks can
+// drive it byte by byte.
 class EventStreamParser
 {
 public:
+    // Called for each non-empty piece. Returning false stops the parser at once without touching its state
+    // again, so the receiver may have reset the parser (a new request) in the meantime.
+    using PieceHandler = std::function<bool(const QString &piece)>;
+
     // Deeper payloads are skipped like any other unparsable line: a deep document would otherwise cost the
     // parser's recursion the thread's whole stack.
     static constexpr int kMaxJsonDepth = 64;
 
-    // Consumes every complete line of the bytes seen so far and appends each non-empty content piece to
-    // pieces. Returns false once the stream carried an error (see errorMessage()); later calls then consume
-    // nothing.
+    // Consumes every complete line of the bytes seen so far. Returns false when the handler stopped it or the
+    // stream carried an error (see failed()); after an error later calls consume nothing.
+    bool feed(QByteArrayView bytes, const PieceHandler &onPiece);
+    // The same, collecting the pieces.
     bool feed(QByteArrayView bytes, QStringList *pieces);
     void reset();
 
@@ -34,8 +40,9 @@ public:
     qsizetype pendingBytes() const { return m_pending.size(); }
 
 private:
-    void handleLine(const char *begin, const char *end, QStringList *pieces);
-    void handlePayload(const char *payload, size_t length, QStringList *pieces);
+    // False when the handler said stop.
+    bool handleLine(const char *begin, const char *end, const PieceHandler &onPiece);
+    bool handlePayload(const char *payload, size_t length, const PieceHandler &onPiece);
 
     QByteArray m_pending;
     QString m_errorMessage;

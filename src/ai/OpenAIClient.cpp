@@ -396,7 +396,6 @@ void OpenAIClient::sendStreamingRequest(quint64 streamId, const QNetworkRequest 
                                         const QByteArray &body)
 {
     QNetworkReply *reply = m_networkManager->post(request, body);
-    reply->setReadBufferSize(kReadAheadBytes);
     m_currentReply = reply;
     reply->setProperty(kStreamIdProperty, QVariant::fromValue<quint64>(streamId));
     reply->setProperty(kOriginProperty, request.url());
@@ -617,16 +616,13 @@ void OpenAIClient::processSSEData(const QByteArray &data)
     // After an error the stream is over: whatever the service still sends is not part of an answer.
     if (!m_lastError.isEmpty())
         return;
-    QStringList pieces;
-    const bool ok = m_parser.feed(data, &pieces);
     const quint64 streamId = m_streamId;
-    for (const QString &piece : std::as_const(pieces)) {
+    m_parser.feed(data, [this, streamId](const QString &piece) {
         m_fullResponse += piece;
         emit streamingChunk(piece);
-        if (streamId != m_streamId)
-            return; // a receiver cancelled or started another request
-    }
-    if (!ok)
+        return streamId == m_streamId; // a receiver may have cancelled or started another request
+    });
+    if (streamId == m_streamId && m_parser.failed())
         failStream(tr("API error: %1").arg(redacted(m_parser.errorMessage())));
 }
 

@@ -145,6 +145,9 @@ OpenAIClient::OpenAIClient(const QString &apiUrl, const QString &apiKey, const Q
     , m_apiUrl(apiUrl)
     , m_apiKey(apiKey)
     , m_model(model)
+    // Children, so that they follow the client to the thread it is moved to.
+    , m_idleTimer(this)
+    , m_totalTimer(this)
 {
     m_idleTimer.setSingleShot(true);
     m_totalTimer.setSingleShot(true);

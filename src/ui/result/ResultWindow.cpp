@@ -506,13 +506,27 @@ void ResultWindow::setError(const QString &message)
 {
     if (m_isClosing)
         return;
+    // A run that fails midway (stalled, cut off, too long) keeps what it streamed; the reason follows it.
+    const bool keepPartial =
+        m_isProcessing && !m_showsPlaceholder && !m_translationView->document()->isEmpty();
     m_hasError = true;
     m_isProcessing = false;
     m_showsPlaceholder = false;
     // The run is over, so the user may correct the text and send it again.
     if (m_mode == TextMode)
         m_sourceEdit->setReadOnly(!m_sourceEditable);
-    m_translationView->setHtml(QStringLiteral("<span style='color: #ff6b6b;'>%1</span>").arg(message));
+    // The message may quote the provider, so it is shown as text, never as markup.
+    const QString html =
+        QStringLiteral("<span style='color: #ff6b6b;'>%1</span>").arg(message.toHtmlEscaped());
+    if (keepPartial) {
+        QTextCursor cursor(m_translationView->document());
+        cursor.movePosition(QTextCursor::End);
+        cursor.insertBlock();
+        cursor.insertBlock();
+        cursor.insertHtml(html);
+    } else {
+        m_translationView->setHtml(html);
+    }
     m_translationView->show();
     refresh();
 }

@@ -149,8 +149,10 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::newRow("success") << true << "sk-good"
                                  << "Test Connection: Connection successful! API is working.";
-        QTest::newRow("wrong key") << true << "sk-wrong"
-                                   << "Test Connection Failed: Failed to connect:\nNetwork error: ";
+        QTest::newRow("wrong key")
+            << true << "sk-wrong"
+            << "Test Connection Failed: Failed to connect:\nAPI error 401: Incorrect API key "
+               "provided";
         QTest::newRow("missing key") << true << ""
                                      << "Test Connection: Please enter an API key first.";
         QTest::newRow("missing url")

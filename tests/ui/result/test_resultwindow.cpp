@@ -139,6 +139,17 @@ private slots:
         QVERIFY(!end.charFormat().fontItalic());
     }
 
+    // A run that fails midway keeps what it streamed; the reason follows as text, not markup.
+    void errorKeepsPartialAnswer()
+    {
+        QVERIFY(open(ResultWindow::TextMode));
+        enterState(QStringLiteral("PA"));
+        w->setError(QStringLiteral("<b>cut off</b>"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("done\n\n<b>cut off</b>"));
+        enterState(QStringLiteral("PE"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("Request failed"));
+    }
+
     // Result rows name the steps to a state, source rows the source text; "-": the clipboard is untouched.
     void copy_data()
     {
@@ -178,7 +189,7 @@ private slots:
         // Shown again (a retry), it takes content again and reports its next hiding again.
         w->show();
         w->setError(QStringLiteral("failed"));
-        QCOMPARE(w->getTranslation(), QStringLiteral("failed"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("done\n\nfailed"));
         w->close();
         QCOMPARE(closed.count(), 2);
     }

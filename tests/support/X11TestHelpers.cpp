@@ -76,4 +76,10 @@ bool HelperProcess::start(const QStringList &arguments)
     return line.startsWith(QLatin1String("ready"));
 }
 
+QByteArray HelperProcess::output() const
+{
+    m_process->waitForReadyRead(0);
+    return m_process->readAll();
+}
+
 } // namespace X11TestHelpers

@@ -31,6 +31,8 @@ public:
     ~HelperProcess();
     bool start(const QStringList &arguments);
     QString readyValue() const { return m_readyValue; }
+    // What the helper printed after its "ready" line, so far.
+    QByteArray output() const;
 
 private:
     std::unique_ptr<QProcess> m_process;

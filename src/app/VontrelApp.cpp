@@ -375,9 +375,24 @@ void VontrelApp::onHotkeyEditingChanged(bool editing)
         applyWorkingHotkeys(capture, clipboardText);
         return;
     }
-    showBalloon(
-        QObject::tr("Hotkey Registration Failed"),
-        QObject::tr("Failed to register hotkeys after editing.\n%1").arg(m_hotkeyManager->lastError()), 5000);
+    const QString reason = m_hotkeyManager->lastError();
+    // Left alone, the failed pair would leave no hotkey at all until the next start: take back the pair
+    // that worked, in the grabs, the settings and on the page, as a failed change does.
+    const bool reverted = (capture != m_lastCaptureHotkey || clipboardText != m_lastClipboardTextHotkey) &&
+                          m_hotkeyManager->registerHotkeys(m_lastCaptureHotkey, m_lastClipboardTextHotkey);
+    if (reverted) {
+        ConfigManager *config = ConfigManager::instance();
+        config->setCaptureHotkey(m_lastCaptureHotkey);
+        config->setClipboardTextHotkey(m_lastClipboardTextHotkey);
+        m_preferencesWindow->setHotkeys(m_lastCaptureHotkey, m_lastClipboardTextHotkey);
+    }
+    showBalloon(QObject::tr("Hotkey Registration Failed"),
+                reverted
+                    ? QObject::tr("Failed to register hotkeys after editing.\n%1\nReverted to the previous "
+                                  "working hotkeys.")
+                          .arg(reason)
+                    : QObject::tr("Failed to register hotkeys after editing.\n%1").arg(reason),
+                5000);
 }
 
 void VontrelApp::onHotkeysChanged(const QKeySequence &capture, const QKeySequence &clipboardText)

@@ -184,13 +184,20 @@ private slots:
         QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
         QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
 
-        // A failure after editing keeps the working pair and says why.
+        // A failure after editing says why and takes the working pair back, rather than leaving none.
+        hotkeys->registerStatus.clear();
+        hotkeys->refusedKeys << kCtrlAltY.toString();
         app->onHotkeyEditingChanged(true);
+        ConfigManager::instance()->setCaptureHotkey(kCtrlAltY);
         app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
         app->onHotkeyEditingChanged(false);
-        QCOMPARE(app->shownBalloons().last(), QStringLiteral("Hotkey Registration Failed\nFailed to register "
-                                                             "hotkeys after editing.\nCtrl+Alt+Y is held by "
-                                                             "another program"));
+        QCOMPARE(app->shownBalloons().last(),
+                 QStringLiteral(
+                     "Hotkey Registration Failed\nFailed to register hotkeys after editing.\nCtrl+Alt+Y "
+                     "is held by another program\nReverted to the previous working hotkeys."));
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
+        QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
         QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
     }
 

@@ -19,6 +19,7 @@ public:
         bool handlerInstalled = false;
         int installStatus = 0;         // non-zero: installHandler fails with it
         QMap<int, int> registerStatus; // id -> non-zero status to fail with
+        QStringList refusedKeys;       // combinations ("Ctrl+Alt+Y") that fail whatever the id
         QString errorText;             // handed back on failures
     };
     std::shared_ptr<State> state() const { return m_state; }
@@ -45,7 +46,9 @@ public:
         m_state->calls << QStringLiteral("register %1 %2")
                               .arg(id)
                               .arg(QKeySequence(QKeyCombination(c.modifiers, c.key)).toString());
-        const int status = m_state->registerStatus.value(id);
+        const bool refused =
+            m_state->refusedKeys.contains(QKeySequence(QKeyCombination(c.modifiers, c.key)).toString());
+        const int status = refused ? 1 : m_state->registerStatus.value(id);
         if (status)
             *error = m_state->errorText;
         else

@@ -562,6 +562,14 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
         <source>Vontrel Error</source>
         <translation>Vontrel 错误</translation>
     </message>
+    <message>
+        <source>Failed to register hotkeys after editing.
+%1
+Reverted to the previous working hotkeys.</source>
+        <translation>编辑后无法注册快捷键。
+%1
+已恢复为之前可用的快捷键。</translation>
+    </message>
 </context>
 <context>
     <name>ResultWindow</name>

@@ -31,10 +31,14 @@ void OcrWorker::run()
         deliver("error", QStringLiteral("OCR not available on this system"));
         return;
     }
-    const QString text = m_provider->recognize(m_image);
-    if (text.isEmpty())
+    const OcrOutcome outcome = m_provider->recognizeRegion(m_image);
+    if (!outcome.error.isEmpty()) {
+        deliver("error", outcome.error);
+        return;
+    }
+    if (outcome.text.isEmpty())
         qDebug().noquote() << "OcrWorker: OCR returned empty result";
-    deliver("finished", text);
+    deliver("finished", outcome.text);
 }
 
 void OcrWorker::deliver(const char *signal, const QString &value)

@@ -4,6 +4,8 @@
 
 #include "TextImage.h"
 
+#include <QPainter>
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -34,6 +36,7 @@ private slots:
     void initTestCase();
     void readsLinesInOrder_data();
     void readsLinesInOrder();
+    void givesUpOnTooComplexRegion();
     void reportsMissingLanguageData_data();
     void reportsMissingLanguageData();
 
@@ -70,6 +73,29 @@ void TestTesseractOcrProvider::readsLinesInOrder_data()
         true);
     // No text is a finished, empty result, never an error.
     row("no text, dark", {}, 30, 1.0, true);
+
+    // Hand-dragged regions: what surrounds the text is not read, and does not make lines go missing.
+    const QImage paragraph = TextImage::render(english, 13);
+    const QString englishText = english.join(QLatin1Char('\n'));
+    QTest::newRow("outlined paragraph")
+        << TextImage::framed(paragraph, 3, QColor(0x8c, 0x8c, 0x8c), 4) << englishText;
+    QTest::newRow("frame at the edge, ratio 2")
+        << TextImage::framed(TextImage::render(english, 12, Qt::black, Qt::white, 2.0), 0, Qt::black)
+        << englishText;
+    const QImage line = TextImage::render({QStringLiteral("Open Recent Files")}, 15);
+    QImage icon(line.width() + 26, line.height(), QImage::Format_RGB32);
+    icon.fill(Qt::white);
+    {
+        QPainter painter(&icon);
+        painter.drawImage(26, 0, line);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0x3d, 0x7b, 0xe0));
+        painter.drawEllipse(QRectF(8, icon.height() / 2.0 - 9, 18, 18));
+        painter.setBrush(Qt::white);
+        painter.drawEllipse(QPointF(17, icon.height() / 2.0), 3, 3);
+    }
+    QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
 }
 
 void TestTesseractOcrProvider::readsLinesInOrder()
@@ -77,6 +103,27 @@ void TestTesseractOcrProvider::readsLinesInOrder()
     QFETCH(QImage, image);
     QFETCH(QString, expected);
     QCOMPARE(runWorker(m_provider.get(), image), expected);
+}
+
+void TestTesseractOcrProvider::givesUpOnTooComplexRegion()
+{
+    // A wall of small random letters keeps the engine busy far longer than the short limit set here.
+    QRandomGenerator random(7);
+    QStringList wall;
+    for (int line = 0; line < 40; ++line) {
+        QString text;
+        for (int i = 0; i < 90; ++i)
+            text += i % 6 == 5 ? QLatin1Char(' ') : QChar(u'a' + random.bounded(26));
+        wall << text;
+    }
+    const QImage image = TextImage::render(wall, 11);
+    m_provider->setTimeLimit(50);
+    const QString outcome = runWorker(m_provider.get(), image);
+    m_provider->setTimeLimit(TesseractOcrProvider::kDefaultTimeLimitMs);
+    QVERIFY2(outcome.startsWith(QStringLiteral("error: The region is too complex")), qPrintable(outcome));
+    // The engine is left ready for the next region.
+    QCOMPARE(runWorker(m_provider.get(), TextImage::render({QStringLiteral("Preferences")}, 16)),
+             QStringLiteral("Preferences"));
 }
 
 void TestTesseractOcrProvider::reportsMissingLanguageData_data()

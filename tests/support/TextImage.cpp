@@ -31,3 +31,18 @@ QImage TextImage::render(const QStringList &lines, int pixelSize, const QColor &
         painter.drawText(QPoint(margin, margin + metrics.ascent() + i * lineStep), lines.at(i));
     return image;
 }
+
+QImage TextImage::framed(const QImage &image, int gap, const QColor &line, int slack, const QColor &outside,
+                         int width)
+{
+    const QSize inner = image.size() + QSize(2 * gap, 2 * gap);
+    QImage out(inner + QSize(2 * (slack + width), 2 * (slack + width)), QImage::Format_RGB32);
+    out.fill(outside);
+    QPainter painter(&out);
+    painter.fillRect(QRect(QPoint(slack, slack), inner + QSize(2 * width, 2 * width)), line);
+    painter.fillRect(QRect(QPoint(slack + width, slack + width), inner), image.pixelColor(0, 0));
+    QImage source = image;
+    source.setDevicePixelRatio(1.0);
+    painter.drawImage(slack + width + gap, slack + width + gap, source);
+    return out;
+}

@@ -1,10 +1,42 @@
 #include "TestEnv.h"
 #include "TextImage.h"
 
+#include <QDataStream>
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+namespace {
+
+// A PNG that says it is width x height grey pixels, with no pixel data to speak of: readers learn its size
+// before they would have to allocate it.
+QByteArray pngHeader(quint32 width, quint32 height)
+{
+    const auto chunk = [](const QByteArray &type, const QByteArray &data) {
+        QByteArray out;
+        QDataStream stream(&out, QIODevice::WriteOnly);
+        stream << quint32(data.size());
+        out += type + data;
+        quint32 crc = 0xffffffffU;
+        for (char byte : type + data) {
+            crc ^= quint8(byte);
+            for (int bit = 0; bit < 8; ++bit)
+                crc = (crc >> 1) ^ (0xedb88320U & (0U - (crc & 1U)));
+        }
+        QDataStream tail(&out, QIODevice::Append);
+        tail << (crc ^ 0xffffffffU);
+        return out;
+    };
+    QByteArray header;
+    QDataStream stream(&header, QIODevice::WriteOnly);
+    stream << width << height << quint8(8) << quint8(0) << quint8(0) << quint8(0) << quint8(0);
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", header) +
+           chunk("IDAT", qCompress(QByteArray(64, 0)).mid(4)) + chunk("IEND", QByteArray());
+}
+
+} // namespace
 
 class TestCliOcr : public QObject
 {
@@ -29,6 +61,9 @@ void TestCliOcr::initTestCase()
     QVERIFY(TextImage::render({}, 30).save(m_dir.filePath(QStringLiteral("blank.png"))));
     QFile notes(m_dir.filePath(QStringLiteral("notes.png")));
     QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("these are notes, not pixels") > 0);
+    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("shots.png")));
+    QFile huge(m_dir.filePath(QStringLiteral("huge.png")));
+    QVERIFY(huge.open(QIODevice::WriteOnly) && huge.write(pngHeader(30000, 30000)) > 0);
 }
 
 void TestCliOcr::recognisesEachImage_data()
@@ -47,12 +82,14 @@ void TestCliOcr::recognisesEachImage_data()
         << QStringLiteral("==> %1/english.png <==\n") + english +
                QStringLiteral("\n==> %1/blank.png <==\n\n==> %1/chinese.png <==\n偏好设置\n\n")
         << QStringList();
-    QTest::newRow("unreadable images reported, the rest done")
+    QTest::newRow("unreadable images reported by their reason, the rest done")
         << QStringList{QStringLiteral("missing.png"), QStringLiteral("chinese.png"),
-                       QStringLiteral("notes.png")}
+                       QStringLiteral("notes.png"), QStringLiteral("shots.png"), QStringLiteral("huge.png")}
         << 1 << QStringLiteral("==> %1/chinese.png <==\n偏好设置\n\n")
-        << QStringList{QStringLiteral("%1/missing.png: cannot read the image"),
-                       QStringLiteral("%1/notes.png: cannot read the image")};
+        << QStringList{QStringLiteral("%1/missing.png: no such file"),
+                       QStringLiteral("%1/notes.png: cannot read the image"),
+                       QStringLiteral("%1/shots.png: is a directory"),
+                       QStringLiteral("%1/huge.png: the image is too large (30000 x 30000 pixels")};
     QTest::newRow("--lang without data")
         << QStringList{QStringLiteral("--lang"), QStringLiteral("xyz"), QStringLiteral("english.png")} << 1
         << QString()

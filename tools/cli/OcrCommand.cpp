@@ -4,6 +4,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QLoggingCategory>
 #include <QTextStream>
@@ -26,6 +27,41 @@ const char kUsage[] =
     "\n"
     "Exit status: 0 when every image was read, 1 when an image could not be read or text recognition\n"
     "is not available, 2 on a usage error.\n";
+
+// The image, or why there is none in words a terminal user can act on (Qt's own reasons are often "Unknown
+// error" for these).
+QImage readImage(const QString &path, QString *problem)
+{
+    const QFileInfo file(path);
+    if (!file.exists()) {
+        *problem = QStringLiteral("no such file");
+        return QImage();
+    }
+    if (file.isDir()) {
+        *problem = QStringLiteral("is a directory, not an image");
+        return QImage();
+    }
+    if (!file.isReadable()) {
+        *problem = QStringLiteral("permission denied");
+        return QImage();
+    }
+    QImageReader reader(path);
+    // Photos of a screen carry their orientation in metadata; read them the way a viewer shows them.
+    reader.setAutoTransform(true);
+    const QSize size = reader.size();
+    const qint64 limitBytes = qint64(QImageReader::allocationLimit()) * 1024 * 1024;
+    if (size.isValid() && limitBytes > 0 && qint64(size.width()) * size.height() * 4 > limitBytes) {
+        *problem = QStringLiteral("the image is too large (%1 x %2 pixels; at most %3 MB once decoded)")
+                       .arg(size.width())
+                       .arg(size.height())
+                       .arg(QImageReader::allocationLimit());
+        return QImage();
+    }
+    const QImage image = reader.read();
+    if (image.isNull())
+        *problem = QStringLiteral("cannot read the image: %1").arg(reader.errorString());
+    return image;
+}
 
 } // namespace
 
@@ -75,22 +111,25 @@ int vontrelCliOcr(const QStringList &arguments)
     const bool several = paths.size() > 1;
     int status = 0;
     for (const QString &path : paths) {
-        QImageReader reader(path);
-        // Photos of a screen carry their orientation in metadata; read them the way a viewer shows them.
-        reader.setAutoTransform(true);
-        const QImage image = reader.read();
+        QString problem;
+        const QImage image = readImage(path, &problem);
         if (image.isNull()) {
-            vontrelCliWriteError(
-                QStringLiteral("%1: cannot read the image: %2").arg(path, reader.errorString()));
+            vontrelCliWriteError(QStringLiteral("%1: %2").arg(path, problem));
             status = kCliExitFailed;
             continue;
         }
-        const QString text = provider->recognize(image);
+        const OcrOutcome outcome = provider->recognizeRegion(image);
         // The recogniser may have failed to load its data only now, on the first image.
         if (!provider->isAvailable()) {
             vontrelCliWriteError(QStringLiteral("OCR not available on this system"));
             return kCliExitFailed;
         }
+        if (!outcome.error.isEmpty()) {
+            vontrelCliWriteError(QStringLiteral("%1: %2").arg(path, outcome.error));
+            status = kCliExitFailed;
+            continue;
+        }
+        const QString &text = outcome.text;
         if (text.isEmpty() && !several)
             vontrelCliWriteError(QStringLiteral("%1: no text found").arg(path));
         QString block;

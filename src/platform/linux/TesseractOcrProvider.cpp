@@ -8,6 +8,7 @@
 #include <QMutexLocker>
 
 #include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
 #include <algorithm>
@@ -19,6 +20,8 @@ namespace {
 // Prepared images are scaled so that text is as tall as in a 300 dpi scan; telling the engine so keeps it
 // from guessing (and logging) a resolution of its own.
 constexpr int kPreparedResolution = 300;
+// Words the engine is less sure of than this are mostly noise read as letters.
+constexpr float kMinimumWordConfidence = 40.0F;
 
 const QString kChinese = QStringLiteral("chi_sim");
 const QString kEnglish = QStringLiteral("eng");
@@ -137,45 +140,126 @@ bool TesseractOcrProvider::ensureEngineLocked()
     return true;
 }
 
+void TesseractOcrProvider::setTimeLimit(int msecs)
+{
+    m_timeLimitMs = std::max(1, msecs);
+}
+
+// What one page segmentation mode made of the page.
+struct TesseractOcrProvider::Reading
+{
+    QStringList lines;
+    double confidentText = 0; // characters weighted by the engine's confidence in their words
+    int lineCount = 0;        // lines the engine found, empty ones included
+    bool timedOut = false;
+};
+
+TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &page, int mode,
+                                                               tesseract::ETEXT_DESC &monitor)
+{
+    Reading reading;
+    m_api->SetPageSegMode(tesseract::PageSegMode(mode));
+    m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
+    m_api->SetSourceResolution(kPreparedResolution);
+    const int status = m_api->Recognize(&monitor);
+    if (monitor.deadline_exceeded()) {
+        reading.timedOut = true;
+        return reading;
+    }
+    if (status != 0) {
+        qWarning().noquote() << "TesseractOcrProvider: Recognition failed";
+        return reading;
+    }
+    std::unique_ptr<tesseract::ResultIterator> iterator(m_api->GetIterator());
+    if (!iterator)
+        return reading;
+    do {
+        std::unique_ptr<char[]> text(iterator->GetUTF8Text(tesseract::RIL_TEXTLINE));
+        ++reading.lineCount;
+        if (text)
+            reading.lines << QString::fromUtf8(text.get());
+    } while (iterator->Next(tesseract::RIL_TEXTLINE));
+    iterator.reset(m_api->GetIterator());
+    do {
+        std::unique_ptr<char[]> word(iterator->GetUTF8Text(tesseract::RIL_WORD));
+        const float confidence = iterator->Confidence(tesseract::RIL_WORD);
+        // Noise read as letters comes with low confidence; it must not outweigh real words.
+        if (word && confidence >= kMinimumWordConfidence)
+            reading.confidentText += QString::fromUtf8(word.get()).trimmed().size() * confidence / 100.0;
+    } while (iterator->Next(tesseract::RIL_WORD));
+    return reading;
+}
+
+// Tesseract's own count of text lines on the page, from its layout analysis alone (no recognition).
+int TesseractOcrProvider::layoutLineCountLocked(const QImage &page)
+{
+    m_api->SetPageSegMode(tesseract::PSM_AUTO);
+    m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
+    m_api->SetSourceResolution(kPreparedResolution);
+    std::unique_ptr<tesseract::PageIterator> iterator(m_api->AnalyseLayout());
+    int lines = 0;
+    if (iterator) {
+        do {
+            ++lines;
+        } while (iterator->Next(tesseract::RIL_TEXTLINE));
+    }
+    return lines;
+}
+
 QString TesseractOcrProvider::recognize(QImage image)
+{
+    return recognizeRegion(std::move(image)).text;
+}
+
+OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
 {
     if (image.isNull()) {
         qWarning().noquote() << "TesseractOcrProvider: Input image is null";
-        return QString();
+        return {};
     }
     // Preparation needs no engine, so overlapping recognitions do it in parallel.
     const OcrPreparedImage prepared = vontrelPrepareImageForOcr(image);
 
     QMutexLocker lock(&m_mutex);
     if (!ensureEngineLocked())
-        return QString();
+        return {};
     limitOpenMpToThisThread();
 
-    // A dragged region is one block of text; with a single band of ink the line mode also keeps short words
-    // from being read as noise.
-    m_api->SetPageSegMode(prepared.lineCount == 1 ? tesseract::PSM_SINGLE_LINE : tesseract::PSM_SINGLE_BLOCK);
+    tesseract::ETEXT_DESC monitor;
+    monitor.set_deadline_msecs(m_timeLimitMs);
     const QImage &page = prepared.image;
-    m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
-    m_api->SetSourceResolution(kPreparedResolution);
-    if (m_api->Recognize(nullptr) != 0) {
-        qWarning().noquote() << "TesseractOcrProvider: Recognition failed";
-        m_api->Clear();
-        return QString();
+    // With a single band of ink the line mode keeps short words from being read as noise; otherwise the
+    // region is one block of text. When the engine's own layout analysis finds another number of lines, our
+    // estimate may have been misled (by something we did not recognise as a frame, say): the engine's fully
+    // automatic layout reads the page too and the reading with more confident text wins, so that neither
+    // guess can drop text on its own. The block mode's lines are already the engine's analysis; the line
+    // mode has none, so the layout is analysed on its own first (far cheaper than a recognition).
+    const int estimated = prepared.lineCount;
+    Reading best;
+    bool disagree = false;
+    if (estimated == 1) {
+        disagree = layoutLineCountLocked(page) > 1;
+        best = readLocked(page, tesseract::PSM_SINGLE_LINE, monitor);
+    } else {
+        best = readLocked(page, tesseract::PSM_SINGLE_BLOCK, monitor);
+        disagree = estimated > 0 && best.lineCount != estimated;
     }
-
-    QStringList lines;
-    std::unique_ptr<tesseract::ResultIterator> iterator(m_api->GetIterator());
-    if (iterator) {
-        do {
-            std::unique_ptr<char[]> text(iterator->GetUTF8Text(tesseract::RIL_TEXTLINE));
-            if (text)
-                lines << QString::fromUtf8(text.get());
-        } while (iterator->Next(tesseract::RIL_TEXTLINE));
+    if (disagree && !best.timedOut) {
+        Reading automatic = readLocked(page, tesseract::PSM_AUTO, monitor);
+        if (automatic.timedOut || automatic.confidentText > best.confidentText)
+            best = std::move(automatic);
     }
-    iterator.reset();
     // Drops the page but keeps the models loaded for the next recognition.
     m_api->Clear();
-    return vontrelJoinOcrLines(lines);
+    if (best.timedOut) {
+        qWarning().noquote() << "TesseractOcrProvider: Gave up on a" << image.width() << "x" << image.height()
+                             << "region after" << m_timeLimitMs << "ms";
+        return {QString(),
+                QStringLiteral("The region is too complex to recognise within %1 seconds; select a "
+                               "smaller region")
+                    .arg(qMax(1, m_timeLimitMs / 1000))};
+    }
+    return {vontrelJoinOcrLines(best.lines), QString()};
 }
 
 std::unique_ptr<IOcrProvider> vontrelCreateOcrProvider(const QString &languages)

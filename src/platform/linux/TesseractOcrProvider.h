@@ -10,8 +10,9 @@
 #include <memory>
 
 namespace tesseract {
+class ETEXT_DESC;
 class TessBaseAPI;
-}
+} // namespace tesseract
 
 // Recognises screen text with Tesseract 5 (LSTM engine). The engine and its language models are loaded on the
 // first recognition and kept warm; overlapping recognitions prepare their images in parallel and then use the
@@ -26,6 +27,7 @@ public:
     ~TesseractOcrProvider() override;
 
     QString recognize(QImage image) override;
+    OcrOutcome recognizeRegion(QImage image) override;
     // False when the language data is missing or failed to load.
     bool isAvailable() override;
 
@@ -34,9 +36,16 @@ public:
     QString dataPath() const { return m_dataPath; }
     // True once the models are in memory (after the first recognition).
     bool isLoaded() const;
+    // How long one region may take in the engine before it gives up and calls the region too complex.
+    void setTimeLimit(int msecs);
+
+    static constexpr int kDefaultTimeLimitMs = 20000;
 
 private:
+    struct Reading;
     bool ensureEngineLocked();
+    Reading readLocked(const QImage &page, int mode, tesseract::ETEXT_DESC &monitor);
+    int layoutLineCountLocked(const QImage &page);
 
     QStringList m_languages;
     QString m_dataPath;
@@ -44,4 +53,5 @@ private:
     std::unique_ptr<tesseract::TessBaseAPI> m_api;
     std::atomic<bool> m_loadFailed{false};
     std::atomic<bool> m_loaded{false};
+    std::atomic<int> m_timeLimitMs{kDefaultTimeLimitMs};
 };

@@ -649,6 +649,10 @@ Reverted to the previous working hotkeys.</source>
         <source>Failed to simulate copy to read selected text. Please copy manually or type directly.</source>
         <translation>无法模拟复制来读取选中文字，请手动复制或直接输入。</translation>
     </message>
+    <message>
+        <source>Vontrel — Translation</source>
+        <translation>Vontrel — 翻译</translation>
+    </message>
 </context>
 <context>
     <name>SessionController</name>

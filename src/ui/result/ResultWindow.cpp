@@ -141,8 +141,9 @@ bool isEnterKey(const QKeyEvent *event)
 
 } // namespace
 
+// A utility window: it answers a hotkey and belongs in neither the taskbar nor the Alt+Tab list.
 ResultWindow::ResultWindow(QWidget *parent)
-    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
 {
     // The session controller deletes overlays itself, after it has seen closed().
     setAttribute(Qt::WA_DeleteOnClose, false);
@@ -191,10 +192,14 @@ void ResultWindow::setupUi()
 {
     const ThemeColors colors = vontrelThemeColors();
 
+    // Without a compositor the corners outside a rounded border could only be cut away, and a cut goes
+    // through the border; square corners keep it whole.
+    const int radius = testAttribute(Qt::WA_TranslucentBackground) ? kCornerRadius : 0;
     setStyleSheet(QStringLiteral("\n        ResultWindow {\n            background-color: %1;\n"
-                                 "            border: 1px solid %2;\n            border-radius: 12px;\n"
+                                 "            border: 1px solid %2;\n            border-radius: %3px;\n"
                                  "        }\n    ")
-                      .arg(colors.windowBackground, colors.windowBorder));
+                      .arg(colors.windowBackground, colors.windowBorder)
+                      .arg(radius));
 
     m_mainLayout = new QVBoxLayout(this);
     m_mainLayout->setSpacing(12);
@@ -328,6 +333,7 @@ void ResultWindow::setupUi()
 
 void ResultWindow::retranslateUi()
 {
+    setWindowTitle(tr("Vontrel — Translation"));
     if (m_titleLabel)
         m_titleLabel->setText(tr("Vontrel"));
     if (m_closeButton)

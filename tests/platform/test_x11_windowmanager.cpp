@@ -1,0 +1,105 @@
+// The result window under a real window manager (openbox, with its focus-stealing prevention): the window a
+// global hotkey opens takes the focus from the application the user was in, and a click back into that
+// application hides it again.
+
+#include "SessionRig.h"
+#include "X11TestHelpers.h"
+
+#include "ui/result/ResultWindow.h"
+
+#include <QApplication>
+#include <QPointer>
+#include <QStandardPaths>
+
+using namespace X11TestHelpers;
+
+namespace {
+
+constexpr int kBound = 20000;
+
+QString xdotool(const QStringList &arguments)
+{
+    return QString::fromLocal8Bit(runTool(QStringLiteral("xdotool"), arguments).output).trimmed();
+}
+
+bool windowManagerRunning()
+{
+    return runTool(QStringLiteral("xprop"),
+                   {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+        .output.contains("window id");
+}
+
+} // namespace
+
+class TestX11WindowManager : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void hotkeyWindowTakesFocusAndYieldsIt();
+
+private:
+    QProcess m_windowManager;
+};
+
+void TestX11WindowManager::initTestCase()
+{
+    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+    if (QStandardPaths::findExecutable(QStringLiteral("openbox")).isEmpty())
+        QSKIP("openbox is not installed (Debian package openbox)");
+    m_windowManager.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_windowManager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    QVERIFY(m_windowManager.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(windowManagerRunning(), kBound);
+}
+
+void TestX11WindowManager::cleanupTestCase()
+{
+    m_windowManager.terminate();
+    m_windowManager.waitForFinished();
+}
+
+void TestX11WindowManager::hotkeyWindowTakesFocusAndYieldsIt()
+{
+    SessionRig rig(nullptr, true, [] { return new ResultWindow; });
+    QVERIFY(rig.listening);
+    QVERIFY2(rig.hotkeys->registerHotkeys(), qPrintable(rig.hotkeys->lastError()));
+
+    // The application the user works in, made active by a click as the user would.
+    HelperProcess other;
+    QVERIFY(other.start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen")}));
+    const QString otherId = other.readyValue();
+    xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), otherId, QStringLiteral("20"),
+             QStringLiteral("20"), QStringLiteral("click"), QStringLiteral("1")});
+    QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
+
+    // Twice: the second window opens after the user went back to the other application.
+    for (int round = 0; round < 2; ++round) {
+        QPointer<ResultWindow> old = dynamic_cast<ResultWindow *>(rig.controller->currentWindow());
+        xdotool({QStringLiteral("key"), QStringLiteral("super+shift+2")});
+        QPointer<ResultWindow> window;
+        QTRY_VERIFY_WITH_TIMEOUT((window = dynamic_cast<ResultWindow *>(rig.controller->currentWindow())) &&
+                                     window != old && window->isVisible(),
+                                 kBound);
+        // The window manager, not only Qt, sees the window as the active one, and it is marked as a utility
+        // window, so it stays out of the taskbar.
+        const QString windowId = QString::number(window->winId());
+        QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), windowId, kBound);
+        QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeWindow() == window, kBound);
+        const QByteArray type = runTool(QStringLiteral("xprop"), {QStringLiteral("-id"), windowId,
+                                                                  QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                                    .output;
+        QVERIFY2(type.contains("_NET_WM_WINDOW_TYPE_UTILITY"), type.constData());
+        QVERIFY(!window->windowTitle().isEmpty());
+
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), otherId, QStringLiteral("20"),
+                 QStringLiteral("20"), QStringLiteral("click"), QStringLiteral("1")});
+        QTRY_VERIFY_WITH_TIMEOUT(!window || !window->isVisible(), kBound);
+        QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
+    }
+}
+
+QTEST_MAIN(TestX11WindowManager)
+#include "test_x11_windowmanager.moc"

@@ -20,7 +20,9 @@ namespace {
 double contrast(const QColor &a, const QColor &b)
 {
     const auto luminance = [](const QColor &c) {
-        const auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        const auto channel = [](double v) {
+            return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+        };
         return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
     };
     const double la = luminance(a) + 0.05, lb = luminance(b) + 0.05;
@@ -36,7 +38,8 @@ double indicatorContrast(const QImage &window, QWidget *windowWidget, QCheckBox 
     const QRect local = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
     const QRect indicator(box->mapTo(windowWidget, local.topLeft()), local.size());
     const qreal ratio = window.devicePixelRatio();
-    const QColor around = window.pixelColor(int((indicator.left() - 4) * ratio), int(indicator.center().y() * ratio));
+    const QColor around =
+        window.pixelColor(int((indicator.left() - 4) * ratio), int(indicator.center().y() * ratio));
     double best = 1;
     for (int y = int(indicator.top() * ratio); y <= int(indicator.bottom() * ratio); ++y)
         for (int x = int(indicator.left() * ratio); x <= int(indicator.right() * ratio); ++x)

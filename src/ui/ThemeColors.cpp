@@ -51,6 +51,11 @@ ThemeColors vontrelThemeColorsFor(bool dark)
     c.errorDisabledBorder = pick("#663b3b", "#e0b4b4");
     c.indicatorBorder = pick("#9a9a9a", "#808080");
     c.indicatorChecked = pick("#3b82f6", "#2563eb");
+    c.disabledBorder = pick("#505050", "#d0d0d0");
+    c.placeholderText = pick("#888888", "#888888");
+    c.accentColor = pick("#0066cc", "#007aff");
+    c.accentText = pick("#ffffff", "#ffffff");
+    c.toggleHover = pick("#404040", "#e0e0e0");
     return c;
 }
 

@@ -32,6 +32,12 @@ struct ThemeColors
     // carries a white mark.
     QString indicatorBorder;
     QString indicatorChecked;
+    // The result window: a disabled button's outline, the waiting line, the pin when on.
+    QString disabledBorder;
+    QString placeholderText;
+    QString accentColor;
+    QString accentText;
+    QString toggleHover;
 };
 
 // True when the system appearance is dark.

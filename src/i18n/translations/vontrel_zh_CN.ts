@@ -572,15 +572,7 @@ Reverted to the previous working hotkeys.</source>
     </message>
 </context>
 <context>
-    <name>ResultWindow</name>
-    <message>
-        <source>Vontrel</source>
-        <translation>Vontrel</translation>
-    </message>
-    <message>
-        <source>Close</source>
-        <translation>关闭</translation>
-    </message>
+    <name>ResultCornerButtons</name>
     <message>
         <source>Copy</source>
         <translation>复制</translation>
@@ -594,6 +586,28 @@ Reverted to the previous working hotkeys.</source>
         <translation>重试</translation>
     </message>
     <message>
+        <source>Copied</source>
+        <translation>已复制</translation>
+    </message>
+</context>
+<context>
+    <name>ResultText</name>
+    <message>
+        <source>Translating...</source>
+        <translation>正在翻译…</translation>
+    </message>
+</context>
+<context>
+    <name>ResultTitleRow</name>
+    <message>
+        <source>Vontrel</source>
+        <translation>Vontrel</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+    <message>
         <source>Unpin window</source>
         <translation>取消固定窗口</translation>
     </message>
@@ -601,33 +615,12 @@ Reverted to the previous working hotkeys.</source>
         <source>Pin window</source>
         <translation>固定窗口</translation>
     </message>
-    <message>
-        <source>OCR text will appear here...</source>
-        <translation>识别出的文字将显示在这里…</translation>
-    </message>
-    <message>
-        <source>Type text, press Enter to translate (Shift+Enter for newline)...</source>
-        <translation>输入文字，按 Enter 翻译（Shift+Enter 换行）…</translation>
-    </message>
+</context>
+<context>
+    <name>ResultWindow</name>
     <message>
         <source>Translation will appear here...</source>
         <translation>译文将显示在这里…</translation>
-    </message>
-    <message>
-        <source>Translating...</source>
-        <translation>正在翻译…</translation>
-    </message>
-    <message>
-        <source>Recognizing text...</source>
-        <translation>正在识别文字…</translation>
-    </message>
-    <message>
-        <source>No text recognized</source>
-        <translation>未识别到文字</translation>
-    </message>
-    <message>
-        <source>Copied</source>
-        <translation>已复制</translation>
     </message>
     <message>
         <source>
@@ -695,6 +688,25 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>No text to process</source>
         <translation>没有可处理的文字</translation>
+    </message>
+</context>
+<context>
+    <name>SourceText</name>
+    <message>
+        <source>Type text, press Enter to translate (Shift+Enter for newline)...</source>
+        <translation>输入文字，按 Enter 翻译（Shift+Enter 换行）…</translation>
+    </message>
+    <message>
+        <source>Recognizing text...</source>
+        <translation>正在识别文字…</translation>
+    </message>
+    <message>
+        <source>No text recognized</source>
+        <translation>未识别到文字</translation>
+    </message>
+    <message>
+        <source>OCR text will appear here...</source>
+        <translation>识别出的文字将显示在这里…</translation>
     </message>
 </context>
 <context>

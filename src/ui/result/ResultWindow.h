@@ -3,21 +3,18 @@
 #include "session/IResultView.h"
 
 #include <QImage>
-#include <QMetaObject>
-#include <QPoint>
 #include <QString>
 #include <QWidget>
 
 #include <Qt>
 
+class PreviewArea;
 class QLabel;
-class QPushButton;
-class QTextBrowser;
-class QTextDocument;
-class QTextEdit;
-class QToolButton;
 class QVBoxLayout;
-class QWindow;
+class ResultCornerButtons;
+class ResultText;
+class ResultTitleRow;
+class SourceText;
 
 // The floating result window of one run: the captured preview and source text, the streamed result, and
 // the Copy / Stop / Retry / Pin / Close controls. It sizes itself to its content, hides itself when it
@@ -87,22 +84,11 @@ signals:
     void pinStateChanged(bool pinned);
     void retryRequested();
 
-private slots:
-    void onCopyClicked();
-    void onCopySourceClicked();
-    void onStopClicked();
-    void onPinButtonClicked();
-    void onRetryClicked();
-
 protected:
     bool event(QEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-    void mouseMoveEvent(QMouseEvent *event) override;
-    void mouseReleaseEvent(QMouseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -110,48 +96,21 @@ private:
     void refresh();
     void updateCopyButtonsState();
     void updateCopyButtonsPosition();
-    void placeCornerButton(QWidget *area, QToolButton *button);
-    void showCopyTooltip(QWidget *widget);
-    void updatePinButtonStyle();
-    void updatePreviewAreaHeight();
-    void updatePreviewPixmap();
-    void schedulePreviewPixmap();
     void updateAutoHeights();
-    int calculateTextWidgetHeight(QTextDocument *doc, QWidget *widget, int minHeight, int maxHeight);
-    bool isSourceCopyable() const;
     bool canSendSource() const;
-    QString sourcePlaceholder() const;
-    void onFocusWindowChanged(QWindow *window);
-    void onApplicationStateChanged(Qt::ApplicationState state);
-    void disconnectWatchers();
-
-    enum class Recognition { None, Running, FoundNothing };
 
     Mode m_mode = TextMode;
-    Recognition m_recognition = Recognition::None;
     Requests m_requests;
+    QVBoxLayout *m_mainLayout = nullptr;
+    ResultTitleRow *m_titleRow = nullptr;
     QLabel *m_messageLabel = nullptr;
-    QLabel *m_previewLabel = nullptr;
-    QImage m_previewImage;
-    QTextEdit *m_sourceEdit = nullptr;
-    QTextBrowser *m_translationView = nullptr;
-    QToolButton *m_copyButton = nullptr;
-    QToolButton *m_copySourceButton = nullptr;
-    QToolButton *m_stopButton = nullptr;
-    QToolButton *m_retryButton = nullptr;
-    QPushButton *m_pinButton = nullptr;
-    QPushButton *m_closeButton = nullptr;
+    PreviewArea *m_previewLabel = nullptr;
+    SourceText *m_sourceEdit = nullptr;
+    ResultText *m_translationView = nullptr;
+    ResultCornerButtons *m_cornerButtons = nullptr;
     bool m_isProcessing = false;
     bool m_isPinned = false;
-    bool m_isDragging = false;
-    bool m_ignoreDeactivate = false;
     bool m_hasError = false;
     bool m_isClosing = false;
     bool m_sourceEditable = true;
-    QPoint m_dragOffset;
-    QVBoxLayout *m_mainLayout = nullptr;
-    QMetaObject::Connection m_focusWindowConnection;
-    QMetaObject::Connection m_appStateConnection;
-    QLabel *m_titleLabel = nullptr;
-    bool m_showsPlaceholder = false; // the result area shows setProcessing's "Translating..." line
 };

@@ -1,5 +1,6 @@
 // ResultWindow on the offscreen platform: modes, corner buttons, streaming, copying, keyboard, sizing,
 // and preview scaling.
+#include "ui/result/ResultLayout.h"
 #include "ui/result/ResultWindow.h"
 
 #include <QApplication>
@@ -12,6 +13,7 @@
 #include <QTest>
 #include <QTextBrowser>
 #include <QTextEdit>
+#include <QToolButton>
 #include <QToolTip>
 
 #include <cmath>
@@ -168,7 +170,7 @@ private slots:
         QVERIFY(open(ResultWindow::CaptureMode));
         copySource ? w->setSourceText(input) : enterState(input);
         QGuiApplication::clipboard()->setText(QStringLiteral("-"));
-        QVERIFY(QMetaObject::invokeMethod(w.get(), copySource ? "onCopySourceClicked" : "onCopyClicked"));
+        part<QToolButton>(copySource ? "copySourceButton" : "copyButton")->click();
         QCOMPARE(QGuiApplication::clipboard()->text(), clipboard);
         if (clipboard != QLatin1String("-"))
             QTRY_COMPARE(QToolTip::text(), QStringLiteral("Copied"));
@@ -285,20 +287,64 @@ private slots:
         QVERIFY(view()->viewport()->rect().contains(view()->cursorRect()));
     }
 
-    void longTextsShareTheHeightInProportion()
+    // The pure plan: rows are wishes (source wanted/least, result wanted/least), waiting, room -> heights.
+    void heightPlan_data()
     {
-        QVERIFY(open(ResultWindow::CaptureMode, filled(QSize(1200, 600))));
-        w->showTranslation(true);
-        w->setSourceText(lines(40));
-        w->setTranslation(lines(80));
-        // 160 + 400 do not fit beside the preview; both give way in proportion to their wishes (160 : 400)
-        // and the space is used up to the bottom margin.
-        const int s = source()->height();
-        const int r = view()->height();
-        QVERIFY2(qAbs(double(s) / r - 0.4) < 0.02 && s + r < 560,
-                 qPrintable(QStringLiteral("%1:%2").arg(s).arg(r)));
-        QVERIFY(w->height() <= w->maximumHeight() && w->maximumHeight() <= 800);
-        QVERIFY(w->height() - view()->geometry().bottom() <= 16 + 2);
+        QTest::addColumn<QList<int>>("wishes");
+        QTest::addColumn<bool>("waiting");
+        QTest::addColumn<int>("room");
+        QTest::addColumn<QList<int>>("heights");
+        QTest::newRow("fits") << QList<int>{100, 40, 200, 40} << false << 600 << QList<int>{100, 200};
+        QTest::newRow("not shown yet: no budget")
+            << QList<int>{160, 40, 400, 40} << false << -1 << QList<int>{160, 400};
+        QTest::newRow("waiting keeps room for the result")
+            << QList<int>{300, 40, 50, 40} << true << 1000 << QList<int>{280, 160};
+        QTest::newRow("too tall: in proportion, room used up")
+            << QList<int>{160, 40, 400, 40} << false << 280 << QList<int>{80, 200};
+        QTest::newRow("never below one line")
+            << QList<int>{160, 60, 400, 60} << false << 50 << QList<int>{60, 85};
+    }
+    void heightPlan()
+    {
+        QFETCH(QList<int>, wishes);
+        QFETCH(bool, waiting);
+        QFETCH(int, room);
+        QFETCH(QList<int>, heights);
+        ResultLayout::HeightWishes input;
+        input.sourceShown = input.resultShown = true;
+        input.sourceWanted = wishes[0];
+        input.sourceLeast = wishes[1];
+        input.resultWanted = wishes[2];
+        input.resultLeast = wishes[3];
+        input.waiting = waiting;
+        input.room = room;
+        const ResultLayout::HeightPlan plan = ResultLayout::heightPlan(input);
+        QCOMPARE((QList<int>{plan.source, plan.result}), heights);
+    }
+
+    // What the session's calls look like: the state shows as placeholders and lines, never as source text.
+    void sessionCallsShowTheirState()
+    {
+        w = std::make_unique<ResultWindow>();
+        IResultView &session = *w;
+        session.showRecognising(filled(QSize(400, 100)));
+        session.present();
+        QVERIFY(QTest::qWaitForWindowExposed(w.get()));
+        QCOMPARE(source()->placeholderText(), QStringLiteral("Recognizing text..."));
+        QVERIFY(w->getSourceText().isEmpty() && !part("copySourceButton")->isEnabled());
+        session.showSource(QString(), false);
+        QCOMPARE(source()->placeholderText(), QStringLiteral("No text recognized"));
+        QVERIFY(!session.isPinned());
+
+        session.showSource(QStringLiteral("recognised"), false);
+        QVERIFY(view()->isVisible());
+        session.beginResult();
+        session.appendResult(QStringLiteral("partial"));
+        session.endResult(IResultView::ResultEnd::Stopped);
+        QCOMPARE(w->getTranslation(), QStringLiteral("partial\n\n(Stopped)"));
+        session.showError(QStringLiteral("<b>bad</b> gateway"));
+        QCOMPARE(w->getTranslation(), QStringLiteral("<b>bad</b> gateway"));
+        QVERIFY(part("retryButton")->isVisible());
     }
 
     void previewHeight_data()

@@ -3,6 +3,7 @@
 #include "OcrBenchCorpus.h"
 
 #include "ocr/IOcrProvider.h"
+#include "platform/Platform.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -283,7 +284,7 @@ int main(int argc, char *argv[])
 
     // The first recognition loads the models and is reported on its own.
     const long rssBefore = residentKiB();
-    std::unique_ptr<IOcrProvider> provider = vontrelCreateOcrProvider();
+    std::unique_ptr<IOcrProvider> provider = Platform::create()->createOcrProvider();
     if (!provider->isAvailable()) {
         out << "Our recogniser is not available (no language data)\n";
         return 1;

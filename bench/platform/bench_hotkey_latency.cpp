@@ -2,8 +2,8 @@
 // and the time until HotkeyManager emits hotkeyTriggered is taken. Needs an X server (DISPLAY), e.g.
 //   xvfb-run -a ./bench_hotkey_latency
 // Also times the copy keystroke (XTest Ctrl+C with the modifiers lifted and restored) up to the server's ack.
-#include "platform/CopyShortcut.h"
 #include "platform/HotkeyManager.h"
+#include "platform/Platform.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -45,7 +45,8 @@ int main(int argc, char **argv)
         return 1;
     }
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false\n*.info=false"));
-    HotkeyManager manager;
+    const std::unique_ptr<Platform> platform = Platform::create();
+    HotkeyManager manager(platform->createHotkeyBackend());
     if (!manager.registerHotkeys()) {
         std::fprintf(stderr, "registerHotkeys failed: %s\n", qPrintable(manager.lastError()));
         return 1;
@@ -85,7 +86,7 @@ int main(int argc, char **argv)
     XSync(display, False);
     for (int i = 0; i < rounds; ++i) {
         clock.start();
-        CopyShortcut::sendCopy();
+        platform->sendCopyKeystroke();
         copies.push_back(double(clock.nsecsElapsed()) / 1000.0);
     }
     XTestFakeKeyEvent(display, shift, False, CurrentTime);

@@ -13,6 +13,7 @@
 #include "config/ConfigManager.h"
 #include "platform/ClipboardService.h"
 #include "platform/HotkeyManager.h"
+#include "platform/Platform.h"
 #include "session/SessionController.h"
 #include "ui/result/ResultWindow.h"
 
@@ -158,12 +159,14 @@ int main(int argc, char **argv)
 
     CaptureService capture;
     ClipboardService clipboard;
-    HotkeyManager hotkeys;
+    const std::unique_ptr<Platform> platform = Platform::create();
+    HotkeyManager hotkeys(platform->createHotkeyBackend());
     ActionService actions(nullptr);
     SessionController controller([] { return new ResultWindow; });
     controller.setConfig(ConfigManager::instance());
     qint64 hotkeyNs = -1;
     QObject::connect(&hotkeys, &HotkeyManager::hotkeyTriggered, [&] { hotkeyNs = g_clock.nsecsElapsed(); });
+    controller.setPlatform(platform.get());
     controller.setCaptureService(&capture);
     controller.setClipboardService(&clipboard);
     controller.setHotkeyManager(&hotkeys);

@@ -10,14 +10,11 @@
 #include "ocr/IOcrProvider.h"
 #include "platform/AutoStartManager.h"
 #include "platform/ClipboardService.h"
-#include "platform/DockIcon.h"
 #include "platform/HotkeyManager.h"
-#include "platform/IHotkeyBackend.h"
-#include "platform/ISelectedTextProvider.h"
-#include "platform/PermissionGuideDialog.h"
-#include "platform/Permissions.h"
+#include "platform/Platform.h"
 #include "session/SessionController.h"
 #include "ui/IconTint.h"
+#include "ui/PermissionGuideDialog.h"
 #include "ui/preferences/HotkeysPage.h"
 #include "ui/preferences/PreferencesWindow.h"
 #include "ui/result/ResultWindow.h"
@@ -51,6 +48,7 @@ QString nativeText(const QKeySequence &sequence)
 
 VontrelApp::VontrelApp(QObject *parent)
     : QObject(parent)
+    , m_platform(Platform::create())
 {}
 
 VontrelApp::~VontrelApp()
@@ -136,7 +134,7 @@ void VontrelApp::completeConfiguration()
     }
 
     // Without an X11 server the hotkeys and the capture cannot work; say so once and keep the rest usable.
-    const QString limitation = Permissions::sessionLimitation();
+    const QString limitation = m_platform->sessionLimitation();
     if (!limitation.isEmpty()) {
         qWarning().noquote() << "Vontrel:" << limitation;
         showWarning(QObject::tr("Limited Desktop Session"), limitation);
@@ -151,17 +149,22 @@ void VontrelApp::createServices()
     m_clipboardService = std::make_unique<ClipboardService>();
     m_hotkeyManager = m_hotkeyBackendForTesting
                           ? std::make_unique<HotkeyManager>(std::move(m_hotkeyBackendForTesting))
-                          : std::make_unique<HotkeyManager>();
-    m_ocrProvider = vontrelCreateOcrProvider();
+                          : std::make_unique<HotkeyManager>(m_platform->createHotkeyBackend());
+    m_ocrProvider = m_platform->createOcrProvider();
     if (!m_ocrProvider->isAvailable())
         qWarning().noquote() << "OCR is not available on this system";
 
-    m_selectedTextProvider = vontrelCreateSelectedTextProvider();
+    m_selectedTextProvider = m_platform->createSelectedTextProvider();
     // The session only builds prompts; its requests stream through its own warm clients.
     m_actionService = std::make_unique<ActionService>(nullptr);
     m_actionService->setTargetLanguage(config->targetLanguage());
 
-    m_sessionController = std::make_unique<SessionController>([] { return new ResultWindow; });
+    m_sessionController = std::make_unique<SessionController>([platform = m_platform.get()] {
+        auto *window = new ResultWindow;
+        window->setPlatform(platform);
+        return window;
+    });
+    m_sessionController->setPlatform(m_platform.get());
     m_sessionController->setConfig(config);
     m_sessionController->setCaptureService(m_captureService.get());
     m_sessionController->setClipboardService(m_clipboardService.get());
@@ -200,7 +203,7 @@ void VontrelApp::registerStartupHotkeys()
 
     // Where the system has a settings pane that grants the permission, point there; elsewhere the backend's
     // own reason (a combination another program holds, no X11 server) is what the user can act on.
-    const QString hint = Permissions::hasSystemSettingsPanes()
+    const QString hint = m_platform->hasSystemSettingsPanes()
                              ? QObject::tr("Please grant accessibility permissions to Vontrel in:\nSystem "
                                            "Preferences > Security & Privacy > Privacy > Accessibility")
                              : m_hotkeyManager->lastError();
@@ -247,8 +250,9 @@ void VontrelApp::start()
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
     connect(m_sessionController.get(), &SessionController::permissionMissing, this,
-            [](SessionController::Permission permission) {
-                PermissionGuideDialog::ensurePermission(permission == SessionController::Accessibility
+            [this](SessionController::Permission permission) {
+                PermissionGuideDialog::ensurePermission(*m_platform,
+                                                        permission == SessionController::Accessibility
                                                             ? PermissionGuideDialog::Accessibility
                                                             : PermissionGuideDialog::ScreenRecording);
             });
@@ -263,6 +267,7 @@ void VontrelApp::createTray()
                                .arg(nativeText(m_lastCaptureHotkey), nativeText(m_lastClipboardTextHotkey)));
 
     m_preferencesWindow = std::make_unique<PreferencesWindow>();
+    m_preferencesWindow->setPlatform(m_platform.get());
     m_menu = std::make_unique<QMenu>();
 
     const QColor iconColor = menuIconColor();
@@ -314,7 +319,7 @@ void VontrelApp::createTray()
     const QString menuIconPath = QStringLiteral(":/icons/vontrel-menu-icon.svg");
     qDebug() << "tray icon exists:" << QFile::exists(menuIconPath);
     m_trayIcon->setIcon(
-        QIcon(vontrelTrayRecoloursIcons() ? menuIconPath : QStringLiteral(":/icons/icon_512x512.png")));
+        QIcon(m_platform->trayRecoloursIcons() ? menuIconPath : QStringLiteral(":/icons/icon_512x512.png")));
     m_trayIcon->setVisible(true);
 }
 

@@ -15,6 +15,7 @@ class HotkeyManager;
 class IHotkeyBackend;
 class IOcrProvider;
 class ISelectedTextProvider;
+class Platform;
 class PreferencesWindow;
 class QAction;
 class QMenu;
@@ -86,6 +87,7 @@ private:
     QStringList m_shownMessages;
     QStringList m_shownBalloons;
     std::unique_ptr<IHotkeyBackend> m_hotkeyBackendForTesting;
+    std::unique_ptr<Platform> m_platform;
 
     // Declared in the order of creation, so they are destroyed in reverse: the controller before the services
     // it points at, and the hotkey manager (which releases the global grabs) after it.

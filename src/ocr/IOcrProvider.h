@@ -5,8 +5,6 @@
 
 #include <utility>
 
-#include <memory>
-
 // The outcome of one recognition: the text, or why there is none when that is more than "nothing found".
 struct OcrOutcome
 {
@@ -29,7 +27,3 @@ public:
     // returns nothing useful.
     virtual bool isAvailable() = 0;
 };
-
-// The platform's provider: Tesseract on Linux. `languages` overrides the language data for this instance
-// (Tesseract's "chi_sim+eng" form); empty means the default choice, Simplified Chinese first, then English.
-std::unique_ptr<IOcrProvider> vontrelCreateOcrProvider(const QString &languages = QString());

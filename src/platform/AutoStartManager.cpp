@@ -3,13 +3,9 @@
 AutoStartManager *AutoStartManager::instance()
 {
     // Never destroyed: start-up and the General page may ask it until the very end of the process.
-    static AutoStartManager *manager = new AutoStartManager;
+    static AutoStartManager *manager = new AutoStartManager(Platform::create()->createAutoStartBackend());
     return manager;
 }
-
-AutoStartManager::AutoStartManager(QObject *parent)
-    : AutoStartManager(vontrelCreateAutoStartBackend(), parent)
-{}
 
 AutoStartManager::AutoStartManager(std::unique_ptr<IAutoStartBackend> backend, QObject *parent)
     : QObject(parent)

@@ -20,10 +20,3 @@ struct HotkeyChord
 // The chord of one key combination; empty when the key is outside the supported set or no modifier is held.
 // The keypad flag is dropped, so keypad digits stand for the main-row digits.
 std::optional<HotkeyChord> vontrelHotkeyChord(QKeyCombination combination);
-
-// macOS virtual key code (kVK_ANSI_... and friends) of a supported key; -1 for any other key.
-int vontrelMacVirtualKeyCode(Qt::Key key);
-
-// Carbon modifier mask (cmdKey, shiftKey, optionKey, controlKey) of Qt's modifiers: Meta becomes Command and
-// Control stays Control. Other bits contribute nothing.
-quint32 vontrelMacModifierMask(Qt::KeyboardModifiers modifiers);

@@ -1,14 +1,8 @@
 #include "platform/HotkeyManager.h"
 
-#include "platform/IHotkeyBackend.h"
-
 #include <QDebug>
 
 namespace {
-
-// The native callbacks reach the manager only through this pointer, so a press that arrives after the
-// manager is gone finds null and is dropped.
-HotkeyManager *g_instance = nullptr;
 
 constexpr int slotIndex(int id)
 {
@@ -17,22 +11,31 @@ constexpr int slotIndex(int id)
 
 } // namespace
 
-HotkeyManager::HotkeyManager(QObject *parent)
-    : HotkeyManager(vontrelCreateHotkeyBackend(), parent)
-{}
-
 HotkeyManager::HotkeyManager(std::unique_ptr<IHotkeyBackend> backend, QObject *parent)
     : QObject(parent)
     , m_backend(std::move(backend))
 {
-    g_instance = this;
+    // Queued even on the GUI thread: receivers must not run inside the native event callback. The backend
+    // dies with the manager, so a press still queued then is dropped with it.
+    connect(
+        m_backend.get(), &IHotkeyBackend::pressed, this,
+        [this](int hotkeyId, quint64 timestamp) {
+            qInfo().noquote() << logPrefix() << "hotkey event received, status =" << 0
+                              << ", id =" << hotkeyId;
+            emit hotkeyTriggered(hotkeyId, timestamp);
+        },
+        Qt::QueuedConnection);
+    connect(m_backend.get(), &IHotkeyBackend::bindingRefused, this, [this](const QString &error) {
+        qWarning().noquote() << logPrefix() << "registerHotkeys failed:" << error;
+        teardown();
+        m_lastError = error;
+        emit registrationFailed(error);
+    });
 }
 
 HotkeyManager::~HotkeyManager()
 {
     teardown();
-    if (g_instance == this)
-        g_instance = nullptr;
 }
 
 QKeySequence HotkeyManager::defaultCaptureHotkey()
@@ -80,7 +83,6 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
     m_lastError = QString();
     if (m_registered)
         teardown();
-    g_instance = this;
 
     const QString prefix = logPrefix();
     qInfo().noquote() << prefix << "registering hotkeys:"
@@ -171,18 +173,7 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
     }
 
     m_registered = true;
+    m_backend->commit();
     qInfo().noquote() << prefix << "registerHotkeys ok";
     return true;
-}
-
-void HotkeyManager::dispatchHotkeyPress(int hotkeyId, int readStatus)
-{
-    HotkeyManager *manager = g_instance;
-    const QString tag = manager ? manager->m_backend->platformTag() : QStringLiteral("-");
-    qInfo().noquote() << QStringLiteral("HotkeyManager(%1):").arg(tag)
-                      << "hotkey event received, status =" << readStatus << ", id =" << hotkeyId;
-    if (!manager || readStatus != 0)
-        return;
-    // Queued even on the GUI thread: receivers must not run inside the native event callback.
-    QMetaObject::invokeMethod(manager, "hotkeyTriggered", Qt::QueuedConnection, Q_ARG(int, hotkeyId));
 }

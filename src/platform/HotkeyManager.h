@@ -7,11 +7,11 @@
 #include <array>
 #include <memory>
 
-class IHotkeyBackend;
+#include "platform/Platform.h"
 
 // Turns the capture and clipboard-text key sequences into system-wide hotkeys and reports each press as
-// hotkeyTriggered(id), always queued, so receivers run from the event loop and never inside the native
-// callback. A registration is all or nothing. GUI thread only.
+// hotkeyTriggered(id, timestamp), always queued, so receivers run from the event loop and never inside the
+// native callback. A registration is all or nothing. GUI thread only.
 class HotkeyManager final : public QObject
 {
     Q_OBJECT
@@ -24,9 +24,7 @@ public:
     };
     Q_ENUM(HotkeyId)
 
-    // Uses the platform's backend.
-    explicit HotkeyManager(QObject *parent = nullptr);
-    // Uses the given backend (tests hand in a fake).
+    // Takes the backend of Platform::createHotkeyBackend() (tests hand in a fake).
     explicit HotkeyManager(std::unique_ptr<IHotkeyBackend> backend, QObject *parent = nullptr);
     ~HotkeyManager() override;
 
@@ -44,12 +42,12 @@ public:
     static QKeySequence defaultCaptureHotkey();
     static QKeySequence defaultClipboardTextHotkey();
 
-    // Called by backends for every native press. Reaches the current manager only through the instance
-    // pointer, and re-posts the press as a queued hotkeyTriggered; ignored when no manager exists.
-    static void dispatchHotkeyPress(int hotkeyId, int readStatus = 0);
-
 signals:
-    void hotkeyTriggered(int hotkeyId);
+    // `timestamp` is the key event's system time (0 when unknown), for activating the window it opens.
+    void hotkeyTriggered(int hotkeyId, quint64 timestamp);
+    // A binding the backend had accepted was refused later (an asynchronous backend); nothing is registered
+    // any more.
+    void registrationFailed(const QString &error);
 
 private:
     void teardown();

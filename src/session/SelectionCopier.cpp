@@ -1,7 +1,6 @@
 #include "session/SelectionCopier.h"
 
-#include "platform/CopyShortcut.h"
-#include "platform/ISelectedTextProvider.h"
+#include "platform/Platform.h"
 
 #include <QClipboard>
 #include <QDebug>
@@ -82,7 +81,7 @@ bool SelectionCopier::start()
                            [this, generation] { finish(generation); });
     qInfo().noquote() << "SelectionCopier: copy starting, generation =" << generation;
 
-    if (!CopyShortcut::sendCopy()) {
+    if (!m_platform || !m_platform->sendCopyKeystroke()) {
         qWarning().noquote() << "SelectionCopier: the copy keystroke could not be sent";
         disconnect(m_copyLanded);
         m_active = false;

@@ -10,6 +10,7 @@
 #include <functional>
 
 class ISelectedTextProvider;
+class Platform;
 
 // Reads the selection of the frontmost application by a synthetic copy keystroke, and gives the user's
 // clipboard back exactly as it was: the clipboard is saved first and restored as soon as the copy has landed
@@ -33,6 +34,8 @@ public:
     // Where sending a keystroke would disturb the focused program (a terminal reads Ctrl+C as an interrupt),
     // preferProvider answers true and the provider's selection is read instead, leaving the clipboard alone.
     void setSelectedTextProvider(ISelectedTextProvider *provider, std::function<bool()> preferProvider);
+    // The system that sends the copy keystroke; without one, start() fails.
+    void setPlatform(Platform *platform) { m_platform = platform; }
 
     // Starts reading; finished() follows once. False, with the clipboard untouched and nothing emitted, when
     // the keystroke could not be sent. A read still outstanding is abandoned first.
@@ -53,6 +56,7 @@ private:
     void onClipboardChangedAfterRestore();
 
     ClipboardService *m_clipboard = nullptr;
+    Platform *m_platform = nullptr;
     ISelectedTextProvider *m_provider = nullptr;
     std::function<bool()> m_preferProvider;
     bool m_active = false;

@@ -6,7 +6,7 @@
 #include "ocr/OcrWorker.h"
 #include "ocr/OcrWorkerResult.h"
 #include "platform/HotkeyManager.h"
-#include "platform/Permissions.h"
+#include "platform/Platform.h"
 #include "session/AiRuns.h"
 
 #include <QDebug>
@@ -78,11 +78,19 @@ void SessionController::setCaptureService(CaptureService *service)
     }
 }
 
+void SessionController::setPlatform(Platform *platform)
+{
+    m_platform = platform;
+    if (m_copier)
+        m_copier->setPlatform(platform);
+}
+
 void SessionController::setClipboardService(ClipboardService *service)
 {
     m_clipboardService = service;
     delete m_copier;
     m_copier = new SelectionCopier(service, this);
+    m_copier->setPlatform(m_platform);
     m_copier->setSelectedTextProvider(m_selectedTextProvider, m_preferSelectedTextProvider);
     connect(m_copier, &SelectionCopier::finished, this, &SessionController::onSelectionRead);
 }
@@ -145,11 +153,13 @@ void SessionController::onHotkeyTriggered(int hotkeyId)
     m_windows.releaseCurrent();
     reset();
 
-    if (hotkeyId == HotkeyManager::ClipboardTextHotkey && !Permissions::hasAccessibilityPermission()) {
+    if (hotkeyId == HotkeyManager::ClipboardTextHotkey &&
+        !m_platform->hasPermission(Platform::Permission::Accessibility)) {
         emit permissionMissing(Accessibility);
         return;
     }
-    if (hotkeyId == HotkeyManager::CaptureHotkey && !Permissions::hasScreenRecordingPermission()) {
+    if (hotkeyId == HotkeyManager::CaptureHotkey &&
+        !m_platform->hasPermission(Platform::Permission::ScreenRecording)) {
         emit permissionMissing(ScreenRecording);
         return;
     }

@@ -19,6 +19,7 @@ class CaptureService;
 class ClipboardService;
 class ConfigManager;
 class HotkeyManager;
+class Platform;
 class IOcrProvider;
 class ISelectedTextProvider;
 class OcrWorkerResult;
@@ -62,6 +63,8 @@ public:
     // The provider settings and the default pinning; a warm client for the provider is made right away.
     void setConfig(ConfigManager *config);
     void setCaptureService(CaptureService *service);
+    // Required before the first hotkey: permissions and the copy keystroke.
+    void setPlatform(Platform *platform);
     void setClipboardService(ClipboardService *service);
     // See SelectionCopier::setSelectedTextProvider.
     void setSelectedTextProvider(ISelectedTextProvider *provider, std::function<bool()> preferProvider = {});
@@ -122,6 +125,7 @@ private:
 
     QPointer<ConfigManager> m_config;
     CaptureService *m_captureService = nullptr;
+    Platform *m_platform = nullptr;
     ClipboardService *m_clipboardService = nullptr;
     ISelectedTextProvider *m_selectedTextProvider = nullptr;
     std::function<bool()> m_preferSelectedTextProvider;

@@ -1,12 +1,9 @@
-#include "FakeLLMClient.h"
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
-#include "ai/AiWorker.h"
 #include "ai/StreamingAiWorker.h"
 
 #include <QCoreApplication>
 #include <QTest>
-#include <QThreadPool>
 
 namespace {
 
@@ -74,46 +71,6 @@ private slots:
             QCOMPARE(log->events.last(), QLatin1String("finished") + prefix.chopped(1) + joined);
             QVERIFY(joined.size() > 80);
         }
-    }
-
-    void aiWorkerDelivers_data()
-    {
-        QTest::addColumn<bool>("withService");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("outcome"); // "finished|..." or "error|..."
-        QTest::newRow("answer") << true << " Hello "
-                                << "finished|Hallo";
-        QTest::newRow("blank input") << true << " \n "
-                                     << "error|Input text is empty";
-        QTest::newRow("no service") << false << "x"
-                                    << "error|Action service not available";
-    }
-
-    void aiWorkerDelivers()
-    {
-        QFETCH(bool, withService);
-        QFETCH(QString, text);
-        QFETCH(QString, outcome);
-        FakeLLMClient client;
-        client.answer = QStringLiteral("Hallo");
-        ActionService service(&client);
-        AiWorkerResult result;
-        QStringList outcomes;
-        const auto record = [&](const char *name) {
-            return [&, name](const QString &value) {
-                QCOMPARE(QThread::currentThread(), thread()); // delivered on the creating thread
-                outcomes << QLatin1String(name) + '|' + value;
-            };
-        };
-        connect(&result, &AiWorkerResult::finished, this, record("finished"));
-        connect(&result, &AiWorkerResult::error, this, record("error"));
-        QThreadPool::globalInstance()->start(
-            new AiWorker(ActionService::Translate, text, withService ? &service : nullptr, &result));
-        QThreadPool::globalInstance()->waitForDone();
-        QTRY_COMPARE_WITH_TIMEOUT(outcomes, QStringList{outcome}, kWaitMs);
-        QCOMPARE(client.prompts, outcome.startsWith('f')
-                                     ? QStringList{service.buildPrompt(ActionService::Translate, text)}
-                                     : QStringList());
     }
 };
 

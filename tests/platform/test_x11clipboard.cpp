@@ -2,7 +2,7 @@
 // Qt process as the other applications.
 #include "X11TestHelpers.h"
 #include "platform/ClipboardService.h"
-#include "platform/CopyShortcut.h"
+#include "platform/Platform.h"
 #include "platform/linux/X11SelectedTextProvider.h"
 
 #include <QBuffer>
@@ -115,7 +115,7 @@ private slots:
         QVERIFY(window.start({"text-window", "Selected words"}));
         // The user still holds the hotkey's Super and Shift when the copy is sent.
         QCOMPARE(runTool(QStringLiteral("xdotool"), {"keydown", "super+shift"}).exitCode, 0);
-        QVERIFY(CopyShortcut::sendCopy());
+        QVERIFY(Platform::create()->sendCopyKeystroke());
         QTRY_COMPARE_WITH_TIMEOUT(service.getText(), QStringLiteral("Selected words"), 10000);
         // Held again afterwards, and Ctrl is not left down.
         const bool held = keyIsDown(XK_Super_L) && keyIsDown(XK_Shift_L) && !keyIsDown(XK_Control_L);

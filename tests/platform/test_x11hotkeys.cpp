@@ -1,6 +1,7 @@
 // Global hotkeys on the test's own Xvfb, pressed by xdotool and contested by a second X client.
 #include "X11TestHelpers.h"
 #include "platform/HotkeyManager.h"
+#include "platform/Platform.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -77,7 +78,7 @@ private slots:
     {
         QFETCH(QString, lock);
         QFETCH(QString, keys);
-        HotkeyManager manager;
+        HotkeyManager manager(Platform::create()->createHotkeyBackend());
         QVERIFY2(manager.registerHotkeys(), qPrintable(manager.lastError()));
         QSignalSpy spy(&manager, &HotkeyManager::hotkeyTriggered);
         const QStringList toggle{"key", lock};
@@ -96,7 +97,7 @@ private slots:
         OtherClient other;
         QCOMPARE(other.grab(XK_2, SuperShift), 0);
         {
-            HotkeyManager manager;
+            HotkeyManager manager(Platform::create()->createHotkeyBackend());
             QVERIFY(!manager.registerHotkeys() && !manager.isRegistered());
             QVERIFY2(manager.lastError().contains(QLatin1String("Meta+Shift+2")) &&
                          manager.lastError().contains(QLatin1String("another application")),

@@ -2,6 +2,7 @@
 
 // The services wired to a session controller as start-up does; one loopback stream answers every request.
 
+#include "FakePlatform.h"
 #include "LoopbackHttpServer.h"
 
 #include "ai/ActionService.h"
@@ -10,7 +11,7 @@
 #include "ocr/IOcrProvider.h"
 #include "platform/ClipboardService.h"
 #include "platform/HotkeyManager.h"
-#include "platform/ISelectedTextProvider.h"
+#include "platform/Platform.h"
 #include "session/SessionController.h"
 
 #include <QCoreApplication>
@@ -41,11 +42,13 @@ inline ScriptedResponse stream(const QStringList &chunks, bool hold = false, con
 
 struct SessionRig
 {
-    // With desktop: the real hotkeys and selection reader (X11); otherwise neither.
+    // With desktop: the real system (X11), its hotkeys and selection reader; otherwise a FakePlatform and
+    // neither.
     SessionRig(std::unique_ptr<IOcrProvider> ocrProvider, bool desktop, ResultWindows::Factory views)
-        : hotkeys(desktop ? new HotkeyManager : nullptr)
+        : platform(desktop ? Platform::create() : std::make_unique<FakePlatform>())
+        , hotkeys(desktop ? new HotkeyManager(platform->createHotkeyBackend()) : nullptr)
         , ocr(std::move(ocrProvider))
-        , selectedText(desktop ? vontrelCreateSelectedTextProvider() : nullptr)
+        , selectedText(desktop ? platform->createSelectedTextProvider() : nullptr)
         , controller(std::make_unique<SessionController>(std::move(views)))
     {
         listening = server.listen();
@@ -56,6 +59,7 @@ struct SessionRig
         config->setApiKey(QStringLiteral("test-key"));
         config->setModel(QStringLiteral("test-model"));
         controller->setConfig(config);
+        controller->setPlatform(platform.get());
         controller->setCaptureService(&capture);
         controller->setClipboardService(&clipboard);
         controller->setSelectedTextProvider(selectedText.get());
@@ -93,7 +97,11 @@ struct SessionRig
         return at < 0 ? QString() : prompt.mid(at + 9);
     }
 
+    // The offscreen rig's system, for the test to set permissions and the copy keystroke.
+    FakePlatform *fake() const { return static_cast<FakePlatform *>(platform.get()); }
+
     LoopbackHttpServer server; // in the order start-up creates the services
+    std::unique_ptr<Platform> platform;
     CaptureService capture;
     ClipboardService clipboard;
     std::unique_ptr<HotkeyManager> hotkeys;

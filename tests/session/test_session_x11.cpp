@@ -84,7 +84,7 @@ private:
 void TestSessionX11::init()
 {
     QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    m_rig = std::make_unique<SessionRig>(vontrelCreateOcrProvider(QStringLiteral("eng")), true,
+    m_rig = std::make_unique<SessionRig>(Platform::create()->createOcrProvider(QStringLiteral("eng")), true,
                                          [] { return new ResultWindow; });
     QVERIFY(m_rig->listening);
     QVERIFY2(m_rig->hotkeys->registerHotkeys(), qPrintable(m_rig->hotkeys->lastError()));

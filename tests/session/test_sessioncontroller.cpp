@@ -3,8 +3,6 @@
 
 #include "SessionRig.h"
 
-#include "platform/CopyShortcut.h"
-#include "platform/Permissions.h"
 #include "session/AiRuns.h"
 
 #include <QClipboard>
@@ -143,7 +141,7 @@ private slots:
 private:
     FakeView *current() const { return dynamic_cast<FakeView *>(m_rig->controller->currentWindow()); }
     FakeView *pressAndWait(int hotkey);
-    void setCopy(std::function<bool()> sender) { CopyShortcut::setSenderForTesting(std::move(sender)); }
+    void setCopy(std::function<bool()> sender) { m_rig->fake()->copy = std::move(sender); }
     void copyAnswers(const QString &selection)
     {
         setCopy([selection] {
@@ -158,7 +156,6 @@ private:
 
 void TestSessionController::init()
 {
-    Permissions::setProbesForTesting([] { return true; }, [] { return true; });
     QGuiApplication::clipboard()->clear();
     m_ocr = new FakeOcrProvider;
     m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false,
@@ -170,8 +167,6 @@ void TestSessionController::cleanup()
 {
     m_rig.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    setCopy({});
-    Permissions::setProbesForTesting({}, {});
 }
 
 FakeView *TestSessionController::pressAndWait(int hotkey)
@@ -361,7 +356,7 @@ void TestSessionController::stopAndCloseEndTheirRun()
 
 void TestSessionController::missingPermissionOpensNoWindow()
 {
-    Permissions::setProbesForTesting([] { return false; }, [] { return false; });
+    m_rig->fake()->granted[0] = m_rig->fake()->granted[1] = false;
     QSignalSpy missing(m_rig->controller.get(), &SessionController::permissionMissing);
     m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
     m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AccessibilitySelectedTextProvider.h"
+#include "platform/mac/AccessibilitySelectedTextProvider.h"
 
 #include <QMap>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/IHotkeyBackend.h"
+#include "platform/Platform.h"
 
 #include <QKeySequence>
 #include <QMap>
@@ -27,7 +27,7 @@ public:
     QString platformTag() const override { return QStringLiteral("fake"); }
     std::pair<quint32, quint32> nativeKey(const HotkeyChord &c) const override
     {
-        return {quint32(vontrelMacVirtualKeyCode(c.key)), vontrelMacModifierMask(c.modifiers)};
+        return {quint32(c.key), quint32(c.modifiers.toInt())};
     }
     int installHandler(QString *error) override
     {
@@ -60,6 +60,9 @@ public:
         m_state->calls << QStringLiteral("unregister %1").arg(id);
         m_state->grabbed.remove(id);
     }
+
+    // A native press of the hotkey registered under the id.
+    void press(int id) { emit pressed(id, 0); }
 
 private:
     std::shared_ptr<State> m_state = std::make_shared<State>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/LaunchAgentAutoStart.h"
+#include "platform/mac/LaunchAgentAutoStart.h"
 
 #include <QMap>
 

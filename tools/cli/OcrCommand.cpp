@@ -1,6 +1,7 @@
 #include "CliCommands.h"
 
 #include "ocr/IOcrProvider.h"
+#include "platform/Platform.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -98,7 +99,7 @@ int vontrelCliOcr(const QStringList &arguments)
     }
 
     const std::unique_ptr<IOcrProvider> provider =
-        vontrelCreateOcrProvider(parser.value(langOption).trimmed());
+        Platform::create()->createOcrProvider(parser.value(langOption).trimmed());
     if (!provider->isAvailable()) {
         vontrelCliWriteError(
             QStringLiteral("OCR not available on this system") +

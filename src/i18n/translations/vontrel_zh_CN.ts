@@ -400,6 +400,14 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>This desktop session has no X11 display server (for example a Wayland session). Global hotkeys, screen capture and reading the selected text need X11; log in to an X11 session to use them. Translating typed or copied text works as usual.</source>
         <translation>当前桌面会话没有 X11 显示服务器（例如 Wayland 会话）。全局快捷键、截屏和读取选中文字都需要 X11，请登录 X11 会话后使用。翻译输入或复制的文字不受影响。</translation>
     </message>
+    <message>
+        <source>Not supported on this system</source>
+        <translation>此系统不支持</translation>
+    </message>
+    <message>
+        <source>Vontrel has no support for this system&apos;s desktop: global hotkeys, screen capture and reading the selected text are unavailable. Translating typed or copied text works.</source>
+        <translation>Vontrel 不支持此系统的桌面：全局快捷键、截屏和读取选中文字均不可用。翻译输入或复制的文字不受影响。</translation>
+    </message>
 </context>
 <context>
     <name>PreferencesWindow</name>

@@ -261,8 +261,3 @@ OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
     }
     return {vontrelJoinOcrLines(best.lines), QString()};
 }
-
-std::unique_ptr<IOcrProvider> vontrelCreateOcrProvider(const QString &languages)
-{
-    return std::make_unique<TesseractOcrProvider>(languages);
-}

@@ -1,4 +1,4 @@
-#include "platform/CopyShortcut.h"
+#include "platform/linux/X11CopyShortcut.h"
 
 #include <QDebug>
 
@@ -70,7 +70,7 @@ std::vector<KeyCode> heldModifierKeys(Display *display)
 
 } // namespace
 
-bool vontrelSendNativeCopyKeystroke()
+bool x11SendCopyKeystroke()
 {
     Display *display = copyDisplay();
     if (!display) {

@@ -1,6 +1,5 @@
 #include "platform/linux/X11HotkeyBackend.h"
 
-#include "platform/HotkeyManager.h"
 #include "platform/linux/X11Session.h"
 
 #include <QCoreApplication>
@@ -84,11 +83,6 @@ QString chordText(const HotkeyChord &chord)
 }
 
 } // namespace
-
-std::unique_ptr<IHotkeyBackend> vontrelCreateHotkeyBackend()
-{
-    return std::make_unique<X11HotkeyBackend>();
-}
 
 X11HotkeyBackend::X11HotkeyBackend() = default;
 
@@ -271,7 +265,7 @@ bool X11HotkeyBackend::nativeEventFilter(const QByteArray &eventType, void *mess
             xcb_connection_t *conn = X11Session::connection();
             xcb_ungrab_keyboard(conn, XCB_CURRENT_TIME);
             xcb_flush(conn);
-            HotkeyManager::dispatchHotkeyPress(grab.id);
+            emit pressed(grab.id, press->time);
             return true;
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/IHotkeyBackend.h"
+#include "platform/Platform.h"
 
 #include <QAbstractNativeEventFilter>
 

@@ -4,11 +4,6 @@
 #include <QDebug>
 #include <QGuiApplication>
 
-std::unique_ptr<ISelectedTextProvider> vontrelCreateSelectedTextProvider()
-{
-    return std::make_unique<X11SelectedTextProvider>();
-}
-
 QString X11SelectedTextProvider::selectedText()
 {
     QClipboard *clipboard = QGuiApplication::clipboard();

@@ -68,11 +68,6 @@ QString unescapeValue(const QString &value)
 
 } // namespace
 
-std::unique_ptr<IAutoStartBackend> vontrelCreateAutoStartBackend()
-{
-    return std::make_unique<XdgAutoStartBackend>();
-}
-
 XdgAutoStartBackend::XdgAutoStartBackend()
     : XdgAutoStartBackend(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                               QStringLiteral("/autostart"),

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AutoStartManager.h"
+#include "platform/Platform.h"
 
 #include <QString>
 

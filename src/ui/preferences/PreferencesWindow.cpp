@@ -1,6 +1,6 @@
 #include "ui/preferences/PreferencesWindow.h"
 
-#include "platform/DockIcon.h"
+#include "platform/Platform.h"
 #include "ui/ThemeColors.h"
 #include "ui/preferences/AIProviderPage.h"
 #include "ui/preferences/AboutPage.h"
@@ -248,13 +248,15 @@ void PreferencesWindow::closeEvent(QCloseEvent *event)
 void PreferencesWindow::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    setDockIconVisible(true);
+    if (m_platform)
+        m_platform->setDockIconVisible(true);
 }
 
 void PreferencesWindow::hideEvent(QHideEvent *event)
 {
     QWidget::hideEvent(event);
-    setDockIconVisible(false);
+    if (m_platform)
+        m_platform->setDockIconVisible(false);
 }
 
 bool PreferencesWindow::eventFilter(QObject *watched, QEvent *event)

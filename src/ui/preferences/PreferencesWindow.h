@@ -7,6 +7,7 @@ class AIProviderPage;
 class AboutPage;
 class GeneralPage;
 class HotkeysPage;
+class Platform;
 class QListWidget;
 class QStackedWidget;
 class TranslationSettingsPage;
@@ -27,6 +28,8 @@ public:
     };
 
     explicit PreferencesWindow(QWidget *parent = nullptr);
+    // The system whose Dock icon shows while the window is open; none by default.
+    void setPlatform(Platform *platform) { m_platform = platform; }
 
     // The sequences currently in the Hotkeys page's editors.
     QKeySequence captureHotkey() const;
@@ -74,4 +77,5 @@ private:
     TranslationSettingsPage *m_translationSettingsPage = nullptr;
     AboutPage *m_aboutPage = nullptr;
     bool m_applyingTheme = false;
+    Platform *m_platform = nullptr;
 };

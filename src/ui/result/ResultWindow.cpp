@@ -1,7 +1,6 @@
 #include "ui/result/ResultWindow.h"
 
-#include "platform/Permissions.h"
-#include "platform/RoundedCornerHelper.h"
+#include "platform/Platform.h"
 #include "ui/result/PreviewArea.h"
 #include "ui/result/ResultAutoHide.h"
 #include "ui/result/ResultCornerButtons.h"
@@ -50,7 +49,6 @@ ResultWindow::ResultWindow(QWidget *parent)
     setAttribute(Qt::WA_DeleteOnClose, false);
     // A plain QWidget subclass paints its style-sheet background only with this attribute.
     setAttribute(Qt::WA_StyledBackground, true);
-    RoundedCornerHelper::prepareWindow(this);
 
     setMinimumSize(kMinWidth, kMinHeight);
     QRect available(0, 0, 1280, 800);
@@ -78,6 +76,15 @@ ResultWindow::ResultWindow(QWidget *parent)
 }
 
 ResultWindow::~ResultWindow() = default;
+
+void ResultWindow::setPlatform(Platform *platform)
+{
+    m_platform = platform;
+    // Where translucent windows are composited, the style sheet's rounded border shows as it is; the choice
+    // has to be made before the native window exists.
+    if (m_platform && !testAttribute(Qt::WA_WState_Created) && m_platform->composesTranslucentWindows())
+        setAttribute(Qt::WA_TranslucentBackground, true);
+}
 
 void ResultWindow::setupUi()
 {
@@ -247,7 +254,10 @@ void ResultWindow::showEvent(QShowEvent *event)
         estimated += m_translationView->maximumHeight() + m_mainLayout->spacing();
     move(ResultLayout::centredUnderCursor(QSize(width(), std::min(estimated, maximumHeight()))));
 
-    QTimer::singleShot(50, this, [this] { RoundedCornerHelper::applyRoundedCorners(this, kCornerRadius); });
+    QTimer::singleShot(50, this, [this] {
+        if (m_platform)
+            m_platform->roundWindowCorners(windowHandle(), kCornerRadius);
+    });
     m_previewLabel->fit();
     refresh();
     if (m_mode == TextMode)

@@ -9,6 +9,7 @@
 #include <Qt>
 
 class PreviewArea;
+class Platform;
 class QLabel;
 class QVBoxLayout;
 class ResultCornerButtons;
@@ -32,6 +33,8 @@ public:
 
     explicit ResultWindow(QWidget *parent = nullptr);
     ~ResultWindow() override;
+    // The system that activates the window and rounds its corners; call before the window is first shown.
+    void setPlatform(Platform *platform);
 
     void setMode(Mode mode);
     Mode mode() const { return m_mode; }
@@ -92,6 +95,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    Platform *m_platform = nullptr;
     void setupUi();
     void refresh();
     void updateCopyButtonsState();

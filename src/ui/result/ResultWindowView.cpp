@@ -2,7 +2,7 @@
 // the session's (IResultView). The widget tree, sizing and events are in ResultWindow.cpp.
 #include "ui/result/ResultWindow.h"
 
-#include "platform/Permissions.h"
+#include "platform/Platform.h"
 #include "ui/result/PreviewArea.h"
 #include "ui/result/ResultText.h"
 #include "ui/result/SourceText.h"
@@ -208,7 +208,8 @@ void ResultWindow::showMessage(Message message)
 
 void ResultWindow::present()
 {
-    Permissions::activateApp();
+    if (m_platform)
+        m_platform->activateApplication();
     show();
     raise();
     activateWindow();

@@ -1,5 +1,6 @@
 // ResultWindow on a real X server: activation and focus rules against a window of this process and a
 // window of another X client, placement on the cursor's screen, and the rounded window mask.
+#include "platform/Platform.h"
 #include "ui/result/ResultWindow.h"
 
 #include <QApplication>
@@ -56,7 +57,9 @@ bool showActive(QWidget *window)
 
 std::unique_ptr<ResultWindow> textOverlay(bool pinned = false)
 {
+    static const std::unique_ptr<Platform> platform = Platform::create();
     auto w = std::make_unique<ResultWindow>();
+    w->setPlatform(platform.get());
     w->setMode(ResultWindow::TextMode);
     w->setSourceText(QStringLiteral("source"));
     w->showTranslation(true);

@@ -1,4 +1,4 @@
-#include "platform/AccessibilitySelectedTextProvider.h"
+#include "platform/mac/AccessibilitySelectedTextProvider.h"
 
 #include <QDebug>
 

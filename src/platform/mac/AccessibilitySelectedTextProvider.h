@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ISelectedTextProvider.h"
+#include "platform/Platform.h"
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "platform/RoundedCornerHelper.h"
+#include "platform/linux/X11WindowCorners.h"
 
 #include <QByteArray>
 #include <QEvent>
@@ -6,7 +6,6 @@
 #include <QPainterPath>
 #include <QPolygon>
 #include <QRegion>
-#include <QWidget>
 #include <QWindow>
 #include <QtGui/qguiapplication_platform.h>
 
@@ -49,13 +48,13 @@ QRegion roundedRegion(const QSize &size, int radius)
 
 // WORKAROUND(X11): QWidget::setMask and QWindow::setMask on Qt 6.4's xcb plugin leave the X window unshaped
 // (xwininfo -shape reports no shape, the corners stay square), so the bounding shape is set here directly.
-void shapeNativeWindow(QWidget *widget, const QRegion &region)
+void shapeNativeWindow(QWindow *qwindow, const QRegion &region)
 {
     Display *display = x11Display();
-    const WId window = widget->winId();
+    const WId window = qwindow->winId();
     if (!display || window == 0)
         return;
-    const qreal dpr = widget->devicePixelRatioF();
+    const qreal dpr = qwindow->devicePixelRatio();
     std::vector<XRectangle> rects;
     for (const QRect &r : region) {
         const QRect n(QPoint(qRound(r.left() * dpr), qRound(r.top() * dpr)),
@@ -76,64 +75,59 @@ void shapeNativeWindow(QWidget *widget, const QRegion &region)
 class RoundedMaskKeeper final : public QObject
 {
 public:
-    explicit RoundedMaskKeeper(QWidget *widget)
-        : QObject(widget)
-        , m_widget(widget)
+    explicit RoundedMaskKeeper(QWindow *window)
+        : QObject(window)
+        , m_window(window)
     {
         setObjectName(QLatin1String(kKeeperName));
-        widget->installEventFilter(this);
+        window->installEventFilter(this);
     }
 
     void apply() const
     {
-        const int radius = m_widget->property(kRadiusProperty).toInt();
+        const int radius = m_window->property(kRadiusProperty).toInt();
         QRegion region;
-        if (radius > 0 && !m_widget->size().isEmpty())
-            region = roundedRegion(m_widget->size(), radius);
-        m_widget->setMask(region);
-        shapeNativeWindow(m_widget, region);
+        if (radius > 0 && !m_window->size().isEmpty())
+            region = roundedRegion(m_window->size(), radius);
+        m_window->setMask(region);
+        shapeNativeWindow(m_window, region);
     }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (watched == m_widget && event->type() == QEvent::Resize)
+        if (watched == m_window && event->type() == QEvent::Resize)
             apply();
         return QObject::eventFilter(watched, event);
     }
 
 private:
-    QWidget *m_widget;
+    QWindow *m_window;
 };
 
 } // namespace
 
-void RoundedCornerHelper::prepareWindow(QWidget *widget)
+bool x11ComposesTranslucentWindows()
 {
-    if (!widget || widget->testAttribute(Qt::WA_WState_Created))
-        return;
-    if (compositorRunning())
-        widget->setAttribute(Qt::WA_TranslucentBackground, true);
+    return compositorRunning();
 }
 
-void RoundedCornerHelper::applyRoundedCorners(QWidget *widget, int radius)
+void x11RoundWindowCorners(QWindow *window, int radius)
 {
-    if (!widget || !widget->windowHandle() || widget->windowHandle()->winId() == 0)
-        return;
-    if (!x11Display())
+    if (!window || window->winId() == 0 || !x11Display())
         return;
 
     auto *keeper =
-        widget->findChild<RoundedMaskKeeper *>(QLatin1String(kKeeperName), Qt::FindDirectChildrenOnly);
+        window->findChild<RoundedMaskKeeper *>(QLatin1String(kKeeperName), Qt::FindDirectChildrenOnly);
     // A translucent window on a compositing desktop shows the style sheet's antialiased border as it is.
-    if (widget->testAttribute(Qt::WA_TranslucentBackground) && compositorRunning()) {
+    if (window->format().hasAlpha() && compositorRunning()) {
         delete keeper;
-        widget->clearMask();
-        shapeNativeWindow(widget, QRegion());
+        window->setMask(QRegion());
+        shapeNativeWindow(window, QRegion());
         return;
     }
-    widget->setProperty(kRadiusProperty, radius);
+    window->setProperty(kRadiusProperty, radius);
     if (!keeper)
-        keeper = new RoundedMaskKeeper(widget);
+        keeper = new RoundedMaskKeeper(window);
     keeper->apply();
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+class Platform;
 class QLabel;
 class QPushButton;
 
@@ -24,9 +25,9 @@ public:
     // True when the permission is granted, possibly after the guide was shown; false when it is still
     // missing, when a guide is already open (it is brought to the front instead), or within 30 s of the last
     // guide of this type (nothing is shown then).
-    static bool ensurePermission(PermissionType type, QWidget *parent = nullptr);
+    static bool ensurePermission(Platform &platform, PermissionType type, QWidget *parent = nullptr);
 
-    PermissionGuideDialog(PermissionType type, QWidget *parent = nullptr);
+    PermissionGuideDialog(Platform &platform, PermissionType type, QWidget *parent = nullptr);
 
     PermissionType permissionType() const { return m_type; }
 
@@ -39,11 +40,8 @@ public:
     // The guide currently open, if any.
     static PermissionGuideDialog *openGuide();
 
-    // Test hook: replaces opening a URL with the desktop services; returns whether it opened.
-    static void setUrlOpenerForTesting(std::function<bool(const QString &url)> opener);
-
 public slots:
-    // Opens the settings pane of the type (the general security pane when that fails). Stays open.
+    // Opens the system's settings pane of the type. Stays open.
     void openSystemSettings();
     // Probes again; accepts the dialog when granted, otherwise brings it back to the front.
     void recheckPermission();
@@ -53,9 +51,10 @@ protected:
 
 private:
     void retranslateUi();
-    static bool probe(PermissionType type);
-    static void bringToFront(QWidget *window);
+    static bool probe(Platform &platform, PermissionType type);
+    static void bringToFront(Platform &platform, QWidget *window);
 
+    Platform &m_platform;
     PermissionType m_type;
     QLabel *m_titleLabel = nullptr;
     QLabel *m_bodyLabel = nullptr;

@@ -1,4 +1,4 @@
-#include "platform/LaunchAgentAutoStart.h"
+#include "platform/mac/LaunchAgentAutoStart.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs the OCR benchmark: generates the screen-text image set, recognises it with our provider and
+# Builds and runs the OCR benchmark: generates the screen-text image sets (clean, and messy captures with frames,
+# rules, icons, neighbouring windows and desktop around the text), recognises them with our provider and
 # with the tesseract command line, and prints the error rates and times side by side.
-# usage: bench/ocr/run.sh [BUILD_DIR] [--] [--variants N] [--verbose] [--keep DIR] [--no-cli]
+# usage: bench/ocr/run.sh [BUILD_DIR] [--] [--variants N] [--messy N] [--seed N] [--no-clean] [--verbose]
+#        [--keep DIR] [--no-cli]
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/../.." && pwd)
 build_dir=$source_dir/build-bench

@@ -249,7 +249,15 @@ void eraseRules(std::vector<uchar> &marks, std::vector<uchar> &erased, int width
                     start = i;
                 if (mark || start < 0)
                     continue;
-                if (i - start >= minLength) {
+                // The sides of a frame around a single line are hardly longer than a glyph is tall, but both
+                // their ends meet the frame's long top and bottom (or the region's edge), which no stroke of
+                // a glyph does.
+                const auto endsOnRule = [&](int end) {
+                    return end < 0 || end >= length || rule[horizontal ? at(end, line) : at(line, end)];
+                };
+                const bool frameSide = !horizontal && i - start >= glyph && endsOnRule(start) &&
+                                       endsOnRule(i - 1) && (rule[at(line, start)] || rule[at(line, i - 1)]);
+                if (i - start >= minLength || frameSide) {
                     int thin = 0;
                     for (int j = start; j < i; ++j)
                         thin +=

@@ -79,6 +79,12 @@ void TestTesseractOcrProvider::readsLinesInOrder_data()
     const QString englishText = english.join(QLatin1Char('\n'));
     QTest::newRow("outlined paragraph")
         << TextImage::framed(paragraph, 3, QColor(0x8c, 0x8c, 0x8c), 4) << englishText;
+    // A text field: its sides are hardly taller than the line, yet must not be read as "|" or "l".
+    const QImage field = TextImage::render({QStringLiteral("Check for updates")}, 15);
+    QTest::newRow("text field around one line")
+        << TextImage::framed(field.copy(0, 6, field.width(), field.height() - 12), 2,
+                             QColor(0x8c, 0x8c, 0x8c), 3)
+        << QStringLiteral("Check for updates");
     QTest::newRow("frame at the edge, ratio 2")
         << TextImage::framed(TextImage::render(english, 12, Qt::black, Qt::white, 2.0), 0, Qt::black)
         << englishText;

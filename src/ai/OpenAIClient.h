@@ -13,8 +13,8 @@ class QNetworkAccessManager;
 class QNetworkRequest;
 
 // Client of an OpenAI-compatible chat-completions service: one user message per request, answered either as
-// a stream of server-sent events (completeStreaming) or as one blocking call (complete). GUI thread only;
-// every instance keeps its own connection state, so several may stream at once.
+// a stream of server-sent events (completeStreaming) or as one blocking call (complete). Used only on the
+// thread it belongs to; every instance keeps its own connection state, so several may stream at once.
 class OpenAIClient final : public QObject, public ILLMClient
 {
     Q_OBJECT
@@ -55,7 +55,8 @@ public:
     QString lastError() const override;
 
     // Starts a streaming request. Results arrive through streamingChunk, then exactly one of
-    // streamingFinished or streamingError; an unconfigured client emits streamingError before returning.
+    // streamingFinished or streamingError. Settings that must not be sent (missing, or with a line break that
+    // would smuggle in a header) give streamingError before this returns.
     void completeStreaming(const QString &prompt);
     // Abandons the current stream (or the warm-up before it). Emits nothing.
     void cancelRequest();

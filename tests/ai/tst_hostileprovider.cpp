@@ -122,9 +122,6 @@ private slots:
             << ScriptedResponse::sse().repeat(Sse::delta(QStringLiteral("la"))) << "lalala*" << kTooMuch;
         QTest::newRow("endless comment lines")
             << ScriptedResponse::sse().repeat(": nothing to see\n") << "" << kTooMuch;
-        QTest::newRow("one endless line")
-            << ScriptedResponse::sse().send(hello + "data: ").repeat("x") << "Hello" << kTooMuch;
-
         QTest::newRow("closed mid-line")
             << ScriptedResponse::sse().send(hello + "data: {\"choices\":[{\"del").closeConnection() << "Hello"
             << kCutOff;
@@ -227,27 +224,22 @@ private slots:
         QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("error");
+        // The key the provider echoes is taken out too.
         QTest::newRow("401") << 401
-                             << QByteArray(
-                                    R"({"error":{"message":"Incorrect API key provided: sk-tes***key",)"
-                                    R"("type":"invalid_request_error"}})")
-                             << "API error 401: Incorrect API key provided: sk-tes***key";
+                             << QByteArray(R"({"error":{"message":"Incorrect API key provided: sk-test-key",)"
+                                           R"("type":"invalid_request_error"}})")
+                             << "API error 401: Incorrect API key provided: ***";
         QTest::newRow("403 plain string") << 403 << QByteArray(R"({"error":"Country not supported"})")
                                           << "API error 403: Country not supported";
         QTest::newRow("404 array") << 404
                                    << QByteArray(R"([{"error":{"code":404,"message":"No such model"}}])")
                                    << "API error 404: No such model";
-        QTest::newRow("429") << 429
-                             << QByteArray(R"({"error":{"message":"Rate limit reached for requests"}})")
-                             << "API error 429: Rate limit reached for requests";
         QTest::newRow("503 detail") << 503 << QByteArray(R"({"detail":"Service is overloaded"})")
                                     << "API error 503: Service is overloaded";
         QTest::newRow("500 error null")
             << 500 << QByteArray(R"({"error":null})") << "Network error: * (HTTP 500)";
         QTest::newRow("502 html") << 502 << QByteArray("<html>Bad gateway</html>")
                                   << "Network error: * (HTTP 502)";
-        QTest::newRow("key echoed") << 401 << QByteArray(R"({"error":{"message":"bad key sk-test-key"}})")
-                                    << "API error 401: bad key ***";
     }
 
     void providerErrorIsShown()
@@ -315,7 +307,6 @@ private slots:
         const QString badKey = QStringLiteral(
             "The API key contains a line break or another control character. Paste the key again.");
         QTest::newRow("key with CR LF") << url << "sk-a\r\nX-Injected: 1" << badKey;
-        QTest::newRow("key with LF") << url << "sk-a\n" << badKey;
         QTest::newRow("key with NUL") << url << QStringLiteral("sk-a") + QChar(0) + "b" << badKey;
         QTest::newRow("url with LF") << "http://127.0.0.1:%1/v1\nX-Injected: 1"
                                      << "sk-a"

@@ -2,6 +2,7 @@
 
 #include <QDebug>
 
+#include <algorithm>
 #include <cstring>
 
 #include <rapidjson/document.h>
@@ -161,12 +162,20 @@ bool EventStreamParser::feed(QByteArrayView bytes, const PieceHandler &onPiece)
     const char *const data = m_pending.constData();
     const char *const dataEnd = data + m_pending.size();
     const char *lineBegin = data;
+    // Every byte is searched once: the start of an incomplete line was searched by an earlier call, and one
+    // line feed found ahead serves all the lines that end in a bare CR before it.
+    const char *const searchFrom = data + m_searchedBytes;
+    m_searchedBytes = 0;
+    const char *lineFeed = nullptr; // the next LF at or after lineBegin; dataEnd when there is none
     while (!m_failed && lineBegin < dataEnd) {
-        const size_t rest = size_t(dataEnd - lineBegin);
-        const auto *lineFeed = static_cast<const char *>(std::memchr(lineBegin, '\n', rest));
-        const char *searchEnd = lineFeed ? lineFeed : dataEnd;
+        const char *from = std::max(lineBegin, searchFrom);
+        if (!lineFeed || lineFeed < lineBegin) {
+            lineFeed = static_cast<const char *>(std::memchr(from, '\n', size_t(dataEnd - from)));
+            if (!lineFeed)
+                lineFeed = dataEnd;
+        }
         const auto *carriageReturn =
-            static_cast<const char *>(std::memchr(lineBegin, '\r', size_t(searchEnd - lineBegin)));
+            static_cast<const char *>(std::memchr(from, '\r', size_t(lineFeed - from)));
         const char *lineEnd = nullptr;
         const char *next = nullptr;
         if (carriageReturn) {
@@ -176,10 +185,11 @@ bool EventStreamParser::feed(QByteArrayView bytes, const PieceHandler &onPiece)
                 ++next;
             else if (next == dataEnd)
                 m_skipLineFeed = true; // CR LF may be split between two reads
-        } else if (lineFeed) {
+        } else if (lineFeed != dataEnd) {
             lineEnd = lineFeed;
             next = lineFeed + 1;
         } else {
+            m_searchedBytes = dataEnd - lineBegin;
             break;
         }
         if (!handleLine(lineBegin, lineEnd, onPiece))

@@ -45,6 +45,7 @@ private:
     bool handlePayload(const char *payload, size_t length, const PieceHandler &onPiece);
 
     QByteArray m_pending;
+    qsizetype m_searchedBytes = 0; // leading bytes of m_pending known to hold no line ending
     QString m_errorMessage;
     bool m_skipLineFeed = false; // the last read ended on CR: a LF starting the next read belongs to it
     bool m_errorEvent = false;   // "event: error" announced the data of this event

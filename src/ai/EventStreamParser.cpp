@@ -181,10 +181,10 @@ bool EventStreamParser::feed(QByteArrayView bytes, const PieceHandler &onPiece)
         if (carriageReturn) {
             lineEnd = carriageReturn;
             next = carriageReturn + 1;
-            if (next == lineFeed)
-                ++next;
-            else if (next == dataEnd)
+            if (next == dataEnd)
                 m_skipLineFeed = true; // CR LF may be split between two reads
+            else if (next == lineFeed)
+                ++next;
         } else if (lineFeed != dataEnd) {
             lineEnd = lineFeed;
             next = lineFeed + 1;

@@ -6,7 +6,7 @@
 #include <QTimer>
 
 CaptureService::CaptureService(QObject *parent)
-    : QObject(parent)
+    : IRegionCapture(parent)
 {}
 
 CaptureService::~CaptureService()

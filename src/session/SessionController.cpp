@@ -1,6 +1,5 @@
 #include "session/SessionController.h"
 
-#include "capture/CaptureService.h"
 #include "config/ConfigManager.h"
 #include "ocr/IOcrProvider.h"
 #include "ocr/OcrWorker.h"
@@ -8,6 +7,7 @@
 #include "platform/HotkeyManager.h"
 #include "platform/Platform.h"
 #include "session/AiRuns.h"
+#include "session/IRegionCapture.h"
 
 #include <QDebug>
 #include <QMetaEnum>
@@ -66,14 +66,14 @@ void SessionController::applyProvider()
         m_aiRuns->setProvider({m_config->apiUrl(), m_config->apiKey(), m_config->model()});
 }
 
-void SessionController::setCaptureService(CaptureService *service)
+void SessionController::setCaptureService(IRegionCapture *service)
 {
     if (m_captureService)
         disconnect(m_captureService, nullptr, this, nullptr);
     m_captureService = service;
     if (m_captureService) {
-        connect(m_captureService, &CaptureService::captureDone, this, &SessionController::onCaptureDone);
-        connect(m_captureService, &CaptureService::captureCancelled, this,
+        connect(m_captureService, &IRegionCapture::captureDone, this, &SessionController::onCaptureDone);
+        connect(m_captureService, &IRegionCapture::captureCancelled, this,
                 &SessionController::onCaptureCancelled);
     }
 }

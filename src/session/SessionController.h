@@ -15,7 +15,7 @@
 #include <memory>
 
 class AiRuns;
-class CaptureService;
+class IRegionCapture;
 class ClipboardService;
 class ConfigManager;
 class HotkeyManager;
@@ -62,7 +62,7 @@ public:
 
     // The provider settings and the default pinning; a warm client for the provider is made right away.
     void setConfig(ConfigManager *config);
-    void setCaptureService(CaptureService *service);
+    void setCaptureService(IRegionCapture *service);
     // Required before the first hotkey: permissions and the copy keystroke.
     void setPlatform(Platform *platform);
     void setClipboardService(ClipboardService *service);
@@ -124,7 +124,7 @@ private:
     quint64 m_sessionNumber = 0;
 
     QPointer<ConfigManager> m_config;
-    CaptureService *m_captureService = nullptr;
+    IRegionCapture *m_captureService = nullptr;
     Platform *m_platform = nullptr;
     ClipboardService *m_clipboardService = nullptr;
     ISelectedTextProvider *m_selectedTextProvider = nullptr;

@@ -32,9 +32,6 @@ constexpr int kWarmUpTimeoutMs = 5000;
 constexpr qsizetype kMaxKeptBodyBytes = 64 * 1024;
 // A provider's error text is shown in a window or a terminal line, not as a page.
 constexpr int kMaxProviderMessageChars = 500;
-// How far the network thread may read ahead of the parser. Without a bound a fast server fills memory with
-// data the body limit would refuse anyway.
-constexpr qint64 kReadAheadBytes = 1024 * 1024;
 
 // The vendor's site and the name OpenRouter expects, sent only to that service, which shows them to its
 // users.
@@ -699,7 +696,6 @@ QString OpenAIClient::complete(const QString &prompt)
     QTimer timer;
     timer.setSingleShot(true);
     QNetworkReply *reply = m_networkManager->post(request, body);
-    reply->setReadBufferSize(kReadAheadBytes);
     // The reply is deleted here rather than deferred: this call may run on a thread without an event loop.
     const std::unique_ptr<QNetworkReply> replyOwner(reply);
     // Read as it comes, so that an answer of any size costs at most the limit.

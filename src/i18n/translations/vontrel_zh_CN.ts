@@ -74,26 +74,6 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>Checking...</source>
         <translation>正在检查…</translation>
     </message>
-    <message>
-        <source>You&apos;re up to date.</source>
-        <translation>已是最新版本。</translation>
-    </message>
-    <message>
-        <source>Update Available</source>
-        <translation>有可用更新</translation>
-    </message>
-    <message>
-        <source>A new version is available: %1</source>
-        <translation>有新版本可用：%1</translation>
-    </message>
-    <message>
-        <source>Download</source>
-        <translation>下载</translation>
-    </message>
-    <message>
-        <source>Later</source>
-        <translation>稍后</translation>
-    </message>
 </context>
 <context>
     <name>ActionService</name>
@@ -495,10 +475,6 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
 %1</translation>
     </message>
     <message>
-        <source>Global hotkeys are not active. Open Diagnostics from the tray menu for details.</source>
-        <translation>全局快捷键未生效。详情请从托盘菜单打开“诊断”。</translation>
-    </message>
-    <message>
         <source>Global hotkeys are not active. See debug log:
 %1</source>
         <translation>全局快捷键未生效。请查看调试日志：
@@ -543,30 +519,6 @@ System Preferences &gt; Security &amp; Privacy &gt; Privacy &gt; Accessibility</
         <translation>无法注册新的快捷键，已恢复为之前可用的快捷键。</translation>
     </message>
     <message>
-        <source>Check for Updates</source>
-        <translation>检查更新</translation>
-    </message>
-    <message>
-        <source>You&apos;re up to date.</source>
-        <translation>已是最新版本。</translation>
-    </message>
-    <message>
-        <source>Update Available</source>
-        <translation>有可用更新</translation>
-    </message>
-    <message>
-        <source>A new version is available: %1</source>
-        <translation>有新版本可用：%1</translation>
-    </message>
-    <message>
-        <source>Download</source>
-        <translation>下载</translation>
-    </message>
-    <message>
-        <source>Later</source>
-        <translation>稍后</translation>
-    </message>
-    <message>
         <source>Vontrel Error</source>
         <translation>Vontrel 错误</translation>
     </message>
@@ -577,6 +529,10 @@ Reverted to the previous working hotkeys.</source>
         <translation>编辑后无法注册快捷键。
 %1
 已恢复为之前可用的快捷键。</translation>
+    </message>
+    <message>
+        <source>Global hotkeys are not active.</source>
+        <translation>全局快捷键未生效。</translation>
     </message>
 </context>
 <context>
@@ -793,6 +749,33 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>Update check failed: invalid version format</source>
         <translation>检查更新失败：版本格式无效</translation>
+    </message>
+</context>
+<context>
+    <name>UpdatePrompt</name>
+    <message>
+        <source>Check for Updates</source>
+        <translation>检查更新</translation>
+    </message>
+    <message>
+        <source>You&apos;re up to date.</source>
+        <translation>已是最新版本。</translation>
+    </message>
+    <message>
+        <source>Update Available</source>
+        <translation>有可用更新</translation>
+    </message>
+    <message>
+        <source>A new version is available: %1</source>
+        <translation>有新版本可用：%1</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>下载</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>稍后</translation>
     </message>
 </context>
 </TS>

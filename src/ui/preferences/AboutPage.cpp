@@ -1,14 +1,13 @@
 #include "ui/preferences/AboutPage.h"
 
+#include "app/Notifier.h"
+#include "app/UpdatePrompt.h"
 #include "ui/preferences/PreferencesPageLayout.h"
-#include "update/UpdateChecker.h"
 
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QEvent>
 #include <QFontMetrics>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -17,9 +16,13 @@ AboutPage::AboutPage(QWidget *parent)
 {
     setupUI();
     retranslateUi();
-    UpdateChecker *checker = UpdateChecker::instance();
-    connect(checker, &UpdateChecker::checkSucceeded, this, &AboutPage::onUpdateCheckSucceeded);
-    connect(checker, &UpdateChecker::checkFailed, this, &AboutPage::onUpdateCheckFailed);
+    auto *notifier = new Notifier(this);
+    notifier->setDialogParent([this] { return this; });
+    m_updatePrompt = new UpdatePrompt(notifier, this);
+    connect(m_updatePrompt, &UpdatePrompt::checkingChanged, this, [this](bool checking) {
+        m_updateButton->setEnabled(!checking);
+        retranslateUi();
+    });
 }
 
 QString AboutPage::websiteUrl()
@@ -100,42 +103,5 @@ void AboutPage::changeEvent(QEvent *event)
 
 void AboutPage::onCheckUpdatesClicked()
 {
-    m_checking = true;
-    m_updateButton->setEnabled(false);
-    m_updateButton->setText(tr("Checking..."));
-    UpdateChecker::instance()->checkNow();
-}
-
-void AboutPage::finishCheck()
-{
-    m_checking = false;
-    m_updateButton->setEnabled(true);
-    m_updateButton->setText(tr("Check for Updates"));
-}
-
-void AboutPage::onUpdateCheckSucceeded(bool updateAvailable, const QString &latestVersion,
-                                       const QUrl &downloadUrl)
-{
-    if (!m_checking)
-        return;
-    finishCheck();
-    if (!updateAvailable) {
-        QMessageBox::information(this, tr("Check for Updates"), tr("You're up to date."));
-        return;
-    }
-    QMessageBox box(QMessageBox::Information, tr("Update Available"),
-                    tr("A new version is available: %1").arg(latestVersion), QMessageBox::NoButton, this);
-    QPushButton *download = box.addButton(tr("Download"), QMessageBox::AcceptRole);
-    box.addButton(tr("Later"), QMessageBox::RejectRole);
-    box.exec();
-    if (box.clickedButton() == download)
-        QDesktopServices::openUrl(downloadUrl);
-}
-
-void AboutPage::onUpdateCheckFailed(const QString &message)
-{
-    if (!m_checking)
-        return;
-    finishCheck();
-    QMessageBox::warning(this, tr("Check for Updates"), message);
+    m_updatePrompt->check();
 }

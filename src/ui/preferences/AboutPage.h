@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QUrl>
 #include <QWidget>
 
 class QLabel;
 class QPushButton;
+class UpdatePrompt;
 
 // Name, version, description and web site of the application, and a button that checks for a newer
 // version and reports the answer in a message box.
@@ -20,8 +20,6 @@ public:
 
 public slots:
     void onCheckUpdatesClicked();
-    void onUpdateCheckSucceeded(bool updateAvailable, const QString &latestVersion, const QUrl &downloadUrl);
-    void onUpdateCheckFailed(const QString &message);
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -30,12 +28,11 @@ private:
     void setupUI();
     void retranslateUi();
     void setDescriptionText(const QString &text);
-    void finishCheck();
 
     QLabel *m_titleLabel = nullptr;
     QLabel *m_versionLabel = nullptr;
     QLabel *m_descriptionLabel = nullptr;
     QLabel *m_websiteLabel = nullptr;
     QPushButton *m_updateButton = nullptr;
-    bool m_checking = false;
+    UpdatePrompt *m_updatePrompt = nullptr;
 };

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QKeySequence>
+#include <QObject>
+
+class ConfigManager;
+class HotkeyManager;
+class Notifier;
+
+// Keeps a working pair of global hotkeys: registers the configured pair at start, stands the hotkeys down
+// while the user records new ones, and registers a changed pair; a pair that fails is reported and the last
+// working pair is taken back (grabs, settings and the Hotkeys page), so the user is never left with none.
+class HotkeyRegistrar final : public QObject
+{
+    Q_OBJECT
+
+public:
+    HotkeyRegistrar(HotkeyManager *manager, ConfigManager *config, Notifier *notifier,
+                    QObject *parent = nullptr);
+
+    // The configured pair, or the defaults where none is set. False when it could not be registered (the
+    // user has been told why); the pair tried still counts as the working one.
+    bool registerAtStart();
+
+    QKeySequence capture() const { return m_capture; }
+    QKeySequence clipboardText() const { return m_clipboardText; }
+
+public slots:
+    void onEditingChanged(bool editing);
+    void onHotkeysChanged(const QKeySequence &capture, const QKeySequence &clipboardText);
+
+signals:
+    void workingPairChanged(const QKeySequence &capture, const QKeySequence &clipboardText);
+    // The settings went back to the working pair; the Hotkeys page is to show it again.
+    void revertedTo(const QKeySequence &capture, const QKeySequence &clipboardText);
+
+private:
+    bool tryPair(const char *when, const QKeySequence &capture, const QKeySequence &clipboardText);
+    void setWorking(const QKeySequence &capture, const QKeySequence &clipboardText);
+    // Registers the working pair again and stores it. False when it was the pair that just failed.
+    bool revert(const QKeySequence &failedCapture, const QKeySequence &failedClipboardText);
+
+    HotkeyManager *m_manager = nullptr;
+    ConfigManager *m_config = nullptr;
+    Notifier *m_notifier = nullptr;
+    bool m_settingsPanes = false;
+    QKeySequence m_capture;
+    QKeySequence m_clipboardText;
+    bool m_editing = false;
+    bool m_changePending = false;
+    QKeySequence m_pendingCapture;
+    QKeySequence m_pendingClipboardText;
+};

@@ -15,7 +15,9 @@ class HotkeyRegistrar final : public QObject
     Q_OBJECT
 
 public:
-    HotkeyRegistrar(HotkeyManager *manager, ConfigManager *config, Notifier *notifier,
+    // With settingsPanes, a failure points the user at the system's settings pane that grants the
+    // permission; otherwise the backend's own reason is what the user can act on.
+    HotkeyRegistrar(HotkeyManager *manager, ConfigManager *config, Notifier *notifier, bool settingsPanes,
                     QObject *parent = nullptr);
 
     // The configured pair, or the defaults where none is set. False when it could not be registered (the

@@ -197,8 +197,8 @@ void VontrelApp::start()
 {
     completeConfiguration();
     createServices();
-    m_hotkeys =
-        std::make_unique<HotkeyRegistrar>(m_hotkeyManager.get(), ConfigManager::instance(), m_notifier);
+    m_hotkeys = std::make_unique<HotkeyRegistrar>(m_hotkeyManager.get(), ConfigManager::instance(),
+                                                  m_notifier, m_platform->hasSystemSettingsPanes());
     const bool hotkeysOk = m_hotkeys->registerAtStart();
     createTray();
 

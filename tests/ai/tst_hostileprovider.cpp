@@ -210,6 +210,23 @@ private slots:
         QCOMPARE(recorder.errors.size() + recorder.finished.size(), 0);
     }
 
+    // Keep-alive lines beat the idle limit; the total limit still ends the request, keeping the text.
+    void tricklingStreamMeetsTheTotalLimit()
+    {
+        ScriptedResponse trickle = ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello")));
+        for (int i = 0; i < 100; ++i)
+            trickle.pause(50).send(": still here\n");
+        m_server->enqueue(trickle);
+        const auto client = makeClient();
+        OpenAIClient::Limits limits = testLimits();
+        limits.totalMs = 600;
+        client->setLimits(limits);
+        QString shown;
+        QCOMPARE(stream(client.get(), &shown),
+                 QStringLiteral("The answer took longer than 0.6 seconds and was stopped."));
+        QCOMPARE(shown, QStringLiteral("Hello"));
+    }
+
     void blockingBodyIsBounded()
     {
         ScriptedResponse huge = ScriptedResponse::json(200, "{\"choices\":[{\"message\":{\"content\":\"");

@@ -2,6 +2,7 @@
 
 #include "ai/ILLMClient.h"
 #include "config/ConfigManager.h"
+#include "log/LogCategories.h"
 
 #include <QDebug>
 #include <QMetaEnum>
@@ -78,8 +79,8 @@ QString ActionService::buildTranslatePrompt(const QString &text) const
     prompt.replace(QLatin1String("${target_language}"), m_targetLanguage);
     prompt += QLatin1String("\n\nInput:\n");
     prompt += text;
-    qDebug().noquote() << "ActionService: Target Language:" << m_targetLanguage;
-    qDebug().noquote() << "ActionService: Final Prompt Length:" << prompt.size();
+    qCDebug(lcAi).noquote() << "ActionService: Target Language:" << m_targetLanguage;
+    qCDebug(lcAi).noquote() << "ActionService: Final Prompt Length:" << prompt.size();
     return prompt;
 }
 
@@ -113,8 +114,8 @@ QString ActionService::executeAction(ActionType type, const QString &text)
         return QString();
     }
     const QString prompt = buildPrompt(type, text);
-    qDebug().noquote() << "ActionService: Executing action" << actionName(type)
-                       << "with prompt length:" << prompt.size();
+    qCDebug(lcAi).noquote() << "ActionService: Executing action" << actionName(type)
+                            << "with prompt length:" << prompt.size();
     const QString answer = m_client->complete(prompt);
     if (answer.isEmpty()) {
         const QString clientError = m_client->lastError();

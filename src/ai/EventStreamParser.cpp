@@ -1,5 +1,7 @@
 #include "ai/EventStreamParser.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 
 #include <algorithm>
@@ -260,14 +262,16 @@ bool EventStreamParser::handlePayload(const char *payload, size_t length, const 
     }
     if (!parsed) {
         if (m_parseFailures++ < kLoggedParseFailures) {
-            auto warning = qWarning().noquote() << "Failed to parse SSE JSON:";
             if (parse.tooDeep)
-                warning << "nested deeper than" << kMaxJsonDepth << "levels";
+                qCWarning(lcAi).noquote() << "Failed to parse SSE JSON:"
+                                          << "nested deeper than" << kMaxJsonDepth << "levels";
             else if (parse.result.IsError())
-                warning << rapidjson::GetParseError_En(parse.result.Code()) << "at offset"
-                        << parse.result.Offset();
+                qCWarning(lcAi).noquote()
+                    << "Failed to parse SSE JSON:" << rapidjson::GetParseError_En(parse.result.Code())
+                    << "at offset" << parse.result.Offset();
             else
-                warning << "payload is not an object";
+                qCWarning(lcAi).noquote() << "Failed to parse SSE JSON:"
+                                          << "payload is not an object";
         }
         return true;
     }

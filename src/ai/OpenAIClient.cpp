@@ -1,5 +1,7 @@
 #include "ai/OpenAIClient.h"
 
+#include "log/LogCategories.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QEventLoop>
@@ -382,7 +384,7 @@ void OpenAIClient::startWarmUp(quint64 streamId, const QNetworkRequest &request,
             [this, watcher, streamId, request, body] {
                 watcher->deleteLater();
                 if (streamId != m_streamId) {
-                    qDebug().noquote()
+                    qCDebug(lcAi).noquote()
                         << "OpenAIClient: Request cancelled during connection setup, aborting streamId ="
                         << streamId;
                     return;
@@ -399,8 +401,8 @@ void OpenAIClient::sendStreamingRequest(quint64 streamId, const QNetworkRequest 
     m_currentReply = reply;
     reply->setProperty(kStreamIdProperty, QVariant::fromValue<quint64>(streamId));
     reply->setProperty(kOriginProperty, request.url());
-    qDebug().noquote() << "OpenAIClient: completeStreaming started streamId =" << streamId
-                       << "reply =" << reply;
+    qCDebug(lcAi).noquote() << "OpenAIClient: completeStreaming started streamId =" << streamId
+                            << "reply =" << reply;
     setupReplyConnections(reply);
     m_idleTimer.start(m_limits.idleMs);
 }
@@ -436,16 +438,19 @@ OpenAIClient::ReplyKind OpenAIClient::classifyReply(QNetworkReply *reply, const 
     const quint64 replyStreamId = reply->property(kStreamIdProperty).toULongLong();
     const bool abort = qstrcmp(what, "finished") != 0;
     if (replyStreamId != m_streamId) {
-        auto line = qDebug().noquote();
-        line << QStringLiteral("OpenAIClient: %1 ignored stale reply =").arg(QLatin1String(what)) << reply
-             << "replyStreamId =" << replyStreamId << "currentStreamId =" << m_streamId;
-        if (!errorText.isNull())
-            line << "error =" << errorText;
+        const QString stale =
+            QStringLiteral("OpenAIClient: %1 ignored stale reply =").arg(QLatin1String(what));
+        if (errorText.isNull())
+            qCDebug(lcAi).noquote() << stale << reply << "replyStreamId =" << replyStreamId
+                                    << "currentStreamId =" << m_streamId;
+        else
+            qCDebug(lcAi).noquote() << stale << reply << "replyStreamId =" << replyStreamId
+                                    << "currentStreamId =" << m_streamId << "error =" << errorText;
         dropReply(reply, abort);
         return ReplyKind::Stale;
     }
     if (reply != m_currentReply) {
-        qDebug().noquote()
+        qCDebug(lcAi).noquote()
             << QStringLiteral("OpenAIClient: %1 ignored non-current reply =").arg(QLatin1String(what))
             << reply << "currentReply =" << m_currentReply;
         dropReply(reply, abort);
@@ -527,8 +532,8 @@ void OpenAIClient::onStreamFinished()
         failStream(tr("The connection was closed in the middle of the answer; the answer is incomplete."));
         return;
     }
-    qDebug().noquote() << "OpenAIClient: streamingFinished streamId =" << m_streamId
-                       << "fullLen =" << m_fullResponse.size();
+    qCDebug(lcAi).noquote() << "OpenAIClient: streamingFinished streamId =" << m_streamId
+                            << "fullLen =" << m_fullResponse.size();
     emit streamingFinished(m_fullResponse);
 }
 
@@ -547,7 +552,7 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
     reply->deleteLater();
 
     if (code == QNetworkReply::OperationCanceledError) {
-        qDebug().noquote() << "OpenAIClient: request canceled streamId =" << m_streamId;
+        qCDebug(lcAi).noquote() << "OpenAIClient: request canceled streamId =" << m_streamId;
         return;
     }
     if (httpStatus >= 300) {
@@ -556,17 +561,17 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
         // Servers that close instead of ending the body properly are common; once the answer said it was
         // complete, the close loses nothing.
         if (m_parser.sawEnd() && !m_parser.failed()) {
-            qDebug().noquote() << "OpenAIClient: streamingFinished after close streamId =" << m_streamId
-                               << "fullLen =" << m_fullResponse.size();
+            qCDebug(lcAi).noquote() << "OpenAIClient: streamingFinished after close streamId =" << m_streamId
+                                    << "fullLen =" << m_fullResponse.size();
             emit streamingFinished(m_fullResponse);
             return;
         }
         m_lastError = tr("The connection was closed in the middle of the answer; the answer is incomplete.");
     } else
         m_lastError = tr("Network error: %1").arg(errorText);
-    qWarning().noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "error =" << code
-                         << "message =" << errorText << "url =" << url.toString(QUrl::RemoveUserInfo)
-                         << "httpStatus =" << httpStatus;
+    qCWarning(lcAi).noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "error =" << code
+                              << "message =" << errorText << "url =" << url.toString(QUrl::RemoveUserInfo)
+                              << "httpStatus =" << httpStatus;
     emit streamingError(m_lastError);
 }
 
@@ -593,8 +598,8 @@ void OpenAIClient::onIdleTimeout()
         m_currentReply = nullptr;
         dropReply(reply, true);
         stopTimers();
-        qDebug().noquote() << "OpenAIClient: streamingFinished at idle streamId =" << m_streamId
-                           << "fullLen =" << m_fullResponse.size();
+        qCDebug(lcAi).noquote() << "OpenAIClient: streamingFinished at idle streamId =" << m_streamId
+                                << "fullLen =" << m_fullResponse.size();
         emit streamingFinished(m_fullResponse);
         return;
     }
@@ -643,7 +648,8 @@ void OpenAIClient::failStream(const QString &message)
     m_lastError = message;
     // Whatever still belongs to this request (a warm-up, a late signal) is stale from now on.
     ++m_streamId;
-    qWarning().noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "message =" << message;
+    qCWarning(lcAi).noquote() << "OpenAIClient: streamingError streamId =" << m_streamId
+                              << "message =" << message;
     emitErrorQueued(message);
 }
 
@@ -664,13 +670,13 @@ void OpenAIClient::cancelRequest()
 {
     ++m_streamId;
     stopTimers();
-    qDebug().noquote() << "OpenAIClient: cancelRequest streamId ->" << m_streamId
-                       << "hasReply =" << (m_currentReply ? "true" : "false");
+    qCDebug(lcAi).noquote() << "OpenAIClient: cancelRequest streamId ->" << m_streamId
+                            << "hasReply =" << (m_currentReply ? "true" : "false");
     if (m_currentReply && m_networkManager) {
         QNetworkReply *reply = m_currentReply;
         m_currentReply = nullptr;
         disconnect(reply, nullptr, this, nullptr);
-        qDebug().noquote() << "OpenAIClient: cancelRequest aborting reply =" << reply;
+        qCDebug(lcAi).noquote() << "OpenAIClient: cancelRequest aborting reply =" << reply;
         reply->abort();
         reply->deleteLater();
     }

@@ -1,6 +1,7 @@
 #include "ai/StreamingAiWorker.h"
 
 #include "ai/OpenAIClient.h"
+#include "log/LogCategories.h"
 
 #include <QDebug>
 
@@ -21,7 +22,7 @@ StreamingAiWorker::~StreamingAiWorker()
 void StreamingAiWorker::start()
 {
     if (m_running) {
-        qWarning().noquote() << "StreamingAiWorker: Already running for window" << m_windowId;
+        qCWarning(lcAi).noquote() << "StreamingAiWorker: Already running for window" << m_windowId;
         return;
     }
     m_running = true;

@@ -1,5 +1,7 @@
 #include "app/DebugLog.h"
 
+#include "log/LogCategories.h"
+
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -24,7 +26,7 @@ void appendDebugLog(const QString &message)
     // Opened and closed for every line, so the file is complete even if the process dies right after.
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        qWarning().noquote() << "Failed to write debug log:" << path;
+        qCWarning(lcApp).noquote() << "Failed to write debug log:" << path;
         return;
     }
     // Whatever mode an older run left, the log is the user's alone.

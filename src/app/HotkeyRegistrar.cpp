@@ -3,6 +3,7 @@
 #include "app/DebugLog.h"
 #include "app/Notifier.h"
 #include "config/ConfigManager.h"
+#include "log/LogCategories.h"
 #include "platform/HotkeyManager.h"
 #include "ui/preferences/HotkeysPage.h"
 
@@ -32,11 +33,13 @@ bool HotkeyRegistrar::tryPair(const char *when, const QKeySequence &capture,
                               const QKeySequence &clipboardText)
 {
     const bool ok = m_manager->registerHotkeys(capture, clipboardText);
-    qInfo().noquote() << QStringLiteral(
-                             "Hotkey registration (%1): ok = %2, capture = %3, clipboardText = %4, "
-                             "lastError = %5")
-                             .arg(QLatin1String(when), ok ? QStringLiteral("true") : QStringLiteral("false"),
-                                  nativeText(capture), nativeText(clipboardText), m_manager->lastError());
+    qCInfo(lcApp).noquote() << QStringLiteral(
+                                   "Hotkey registration (%1): ok = %2, capture = %3, clipboardText = %4, "
+                                   "lastError = %5")
+                                   .arg(QLatin1String(when),
+                                        ok ? QStringLiteral("true") : QStringLiteral("false"),
+                                        nativeText(capture), nativeText(clipboardText),
+                                        m_manager->lastError());
     return ok;
 }
 

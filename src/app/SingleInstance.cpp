@@ -1,5 +1,7 @@
 #include "app/SingleInstance.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 #include <QDir>
 #include <QElapsedTimer>
@@ -70,8 +72,8 @@ bool SingleInstance::claim()
             m_otherAnswered = askRunningInstance();
             return false;
         }
-        qWarning().noquote() << "SingleInstance: cannot create" << lockFilePath()
-                             << "- running without the one-instance check";
+        qCWarning(lcApp).noquote() << "SingleInstance: cannot create" << lockFilePath()
+                                   << "- running without the one-instance check";
         m_lock.reset();
         return true;
     }
@@ -82,7 +84,8 @@ bool SingleInstance::claim()
     m_server = new QLocalServer(this);
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_server->listen(path)) {
-        qWarning().noquote() << "SingleInstance: cannot listen on" << path << "-" << m_server->errorString();
+        qCWarning(lcApp).noquote() << "SingleInstance: cannot listen on" << path << "-"
+                                   << m_server->errorString();
         return true;
     }
     connect(m_server, &QLocalServer::newConnection, this, &SingleInstance::onNewConnection);

@@ -11,6 +11,7 @@
 #include "capture/CaptureService.h"
 #include "config/ConfigManager.h"
 #include "i18n/LanguageManager.h"
+#include "log/LogCategories.h"
 #include "ocr/IOcrProvider.h"
 #include "platform/AutoStartManager.h"
 #include "platform/ClipboardService.h"
@@ -145,7 +146,7 @@ void VontrelApp::completeConfiguration()
 
     if (config->apiKey().isEmpty()) {
         const QString path = ConfigManager::configFilePath();
-        qWarning().noquote() << "API key not configured. Please edit:" << path;
+        qCWarning(lcApp).noquote() << "API key not configured. Please edit:" << path;
         config->save();
         m_notifier->warn(
             QObject::tr("Configuration Required"),
@@ -155,7 +156,7 @@ void VontrelApp::completeConfiguration()
     // Without an X11 server the hotkeys and the capture cannot work; say so once and keep the rest usable.
     const QString limitation = m_platform->sessionLimitation();
     if (!limitation.isEmpty()) {
-        qWarning().noquote() << "Vontrel:" << limitation;
+        qCWarning(lcApp).noquote() << "Vontrel:" << limitation;
         m_notifier->warn(QObject::tr("Limited Desktop Session"), limitation);
     }
 }
@@ -171,7 +172,7 @@ void VontrelApp::createServices()
                           : std::make_unique<HotkeyManager>(m_platform->createHotkeyBackend());
     m_ocrProvider = m_platform->createOcrProvider();
     if (!m_ocrProvider->isAvailable())
-        qWarning().noquote() << "OCR is not available on this system";
+        qCWarning(lcApp).noquote() << "OCR is not available on this system";
 
     m_selectedTextProvider = m_platform->createSelectedTextProvider();
     // The session only builds prompts; its requests stream through its own warm clients.
@@ -223,7 +224,7 @@ void VontrelApp::start()
     }
 
     connect(m_hotkeyManager.get(), &HotkeyManager::hotkeyTriggered, this, [](int hotkeyId) {
-        qInfo().noquote() << "Hotkey triggered signal:" << hotkeyId;
+        qCInfo(lcApp).noquote() << "Hotkey triggered signal:" << hotkeyId;
         appendDebugLog(QStringLiteral("Hotkey triggered id=%1").arg(hotkeyId));
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
@@ -234,7 +235,7 @@ void VontrelApp::start()
                                                             ? PermissionGuideDialog::Accessibility
                                                             : PermissionGuideDialog::ScreenRecording);
             });
-    qDebug().noquote() << "Vontrel started. Config file:" << ConfigManager::configFilePath();
+    qCDebug(lcApp).noquote() << "Vontrel started. Config file:" << ConfigManager::configFilePath();
 }
 
 void VontrelApp::createTray()

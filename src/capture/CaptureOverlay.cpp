@@ -1,5 +1,7 @@
 #include "capture/CaptureOverlay.h"
 
+#include "log/LogCategories.h"
+
 #include <QCursor>
 #include <QDebug>
 #include <QGuiApplication>
@@ -56,7 +58,7 @@ void CaptureOverlay::captureScreen()
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     if (!screen) {
-        qWarning().noquote() << "CaptureOverlay: No screen to capture";
+        qCWarning(lcCapture).noquote() << "CaptureOverlay: No screen to capture";
         return;
     }
 
@@ -64,7 +66,7 @@ void CaptureOverlay::captureScreen()
     m_devicePixelRatio = screen->devicePixelRatio();
     m_screenshot = screen->grabWindow(0);
     if (m_screenshot.isNull()) {
-        qWarning().noquote() << "CaptureOverlay: Grabbing the screen failed";
+        qCWarning(lcCapture).noquote() << "CaptureOverlay: Grabbing the screen failed";
         return;
     }
 

@@ -1,5 +1,7 @@
 #include "config/ConfigManager.h"
 
+#include "log/LogCategories.h"
+
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -170,11 +172,11 @@ bool ConfigManager::load()
     const QString path = configFilePath();
     QFile file(path);
     if (!file.exists()) {
-        qInfo().noquote() << "ConfigManager: Config file does not exist, using defaults";
+        qCInfo(lcConfig).noquote() << "ConfigManager: Config file does not exist, using defaults";
         return true;
     }
     if (!file.open(QIODevice::ReadOnly)) {
-        qWarning().noquote() << "ConfigManager: Failed to open config file:" << path;
+        qCWarning(lcConfig).noquote() << "ConfigManager: Failed to open config file:" << path;
         return false;
     }
     const QByteArray bytes = file.readAll();
@@ -183,7 +185,8 @@ bool ConfigManager::load()
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        qWarning().noquote() << "ConfigManager: Failed to parse config file:" << parseError.errorString();
+        qCWarning(lcConfig).noquote()
+            << "ConfigManager: Failed to parse config file:" << parseError.errorString();
         return false;
     }
 
@@ -200,14 +203,14 @@ bool ConfigManager::load()
     m_dirty.reset();
 
     if (!wrongType.isEmpty()) {
-        qWarning().noquote() << "ConfigManager: Ignored values of the wrong type:"
-                             << wrongType.join(QStringLiteral(", "));
+        qCWarning(lcConfig).noquote()
+            << "ConfigManager: Ignored values of the wrong type:" << wrongType.join(QStringLiteral(", "));
         notify(
             tr("These settings in %1 have a value Vontrel cannot use and were left empty: %2. The file keeps "
                "them as they are until you set them in Preferences.")
                 .arg(path, wrongType.join(QStringLiteral(", "))));
     }
-    qInfo().noquote() << "ConfigManager: Loaded config from" << path;
+    qCInfo(lcConfig).noquote() << "ConfigManager: Loaded config from" << path;
     return true;
 }
 
@@ -285,13 +288,13 @@ QString ConfigManager::keepUnreadableFile(const QString &path)
     for (int n = 1; QFileInfo::exists(keptPath); ++n)
         keptPath = path + QStringLiteral(".corrupt-") + stamp + QLatin1Char('-') + QString::number(n);
     if (!QFile::rename(path, keptPath)) {
-        qWarning().noquote() << "ConfigManager: Failed to keep unparsable config file as" << keptPath
-                             << "- not overwriting" << path;
+        qCWarning(lcConfig).noquote() << "ConfigManager: Failed to keep unparsable config file as" << keptPath
+                                      << "- not overwriting" << path;
         return QString();
     }
     // The kept copy may hold the API key; a rename keeps whatever mode the user's file had.
     QFile::setPermissions(keptPath, kPrivateFile);
-    qWarning().noquote() << "ConfigManager: Kept unparsable config file as" << keptPath;
+    qCWarning(lcConfig).noquote() << "ConfigManager: Kept unparsable config file as" << keptPath;
     notify(tr("Vontrel could not read its settings file and started with default settings. The file was kept "
               "as:\n%1")
                .arg(keptPath));
@@ -300,7 +303,7 @@ QString ConfigManager::keepUnreadableFile(const QString &path)
 
 void ConfigManager::reportWriteFailure(const QString &path, const QString &reason)
 {
-    qWarning().noquote() << "ConfigManager: Failed to write config file:" << path << reason;
+    qCWarning(lcConfig).noquote() << "ConfigManager: Failed to write config file:" << path << reason;
     if (m_writeFailureReported)
         return;
     m_writeFailureReported = true;
@@ -368,7 +371,7 @@ bool ConfigManager::save()
     }
     m_dirty.reset();
     m_writeFailureReported = false;
-    qInfo().noquote() << "ConfigManager: Saved config to" << path;
+    qCInfo(lcConfig).noquote() << "ConfigManager: Saved config to" << path;
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "ocr/OcrWorker.h"
 
+#include "log/LogCategories.h"
 #include "ocr/IOcrProvider.h"
 #include "ocr/OcrWorkerResult.h"
 
@@ -37,7 +38,7 @@ void OcrWorker::run()
         return;
     }
     if (outcome.text.isEmpty())
-        qDebug().noquote() << "OcrWorker: OCR returned empty result";
+        qCDebug(lcOcr).noquote() << "OcrWorker: OCR returned empty result";
     deliver("finished", outcome.text);
 }
 

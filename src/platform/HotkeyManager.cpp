@@ -1,5 +1,7 @@
 #include "platform/HotkeyManager.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 
 namespace {
@@ -20,13 +22,13 @@ HotkeyManager::HotkeyManager(std::unique_ptr<IHotkeyBackend> backend, QObject *p
     connect(
         m_backend.get(), &IHotkeyBackend::pressed, this,
         [this](int hotkeyId, quint64 timestamp) {
-            qInfo().noquote() << logPrefix() << "hotkey event received, status =" << 0
-                              << ", id =" << hotkeyId;
+            qCInfo(lcPlatform).noquote()
+                << logPrefix() << "hotkey event received, status =" << 0 << ", id =" << hotkeyId;
             emit hotkeyTriggered(hotkeyId, timestamp);
         },
         Qt::QueuedConnection);
     connect(m_backend.get(), &IHotkeyBackend::bindingRefused, this, [this](const QString &error) {
-        qWarning().noquote() << logPrefix() << "registerHotkeys failed:" << error;
+        qCWarning(lcPlatform).noquote() << logPrefix() << "registerHotkeys failed:" << error;
         teardown();
         m_lastError = error;
         emit registrationFailed(error);
@@ -85,13 +87,13 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         teardown();
 
     const QString prefix = logPrefix();
-    qInfo().noquote() << prefix << "registering hotkeys:"
-                      << "capture =" << capture.toString(QKeySequence::NativeText)
-                      << ", clipboardText =" << clipboardText.toString(QKeySequence::NativeText);
+    qCInfo(lcPlatform).noquote() << prefix << "registering hotkeys:"
+                                 << "capture =" << capture.toString(QKeySequence::NativeText)
+                                 << ", clipboardText =" << clipboardText.toString(QKeySequence::NativeText);
 
     if (capture.isEmpty() && clipboardText.isEmpty()) {
         m_lastError = QStringLiteral("No hotkeys configured");
-        qWarning().noquote() << prefix << "registerHotkeys failed:" << m_lastError;
+        qCWarning(lcPlatform).noquote() << prefix << "registerHotkeys failed:" << m_lastError;
         return false;
     }
 
@@ -101,7 +103,7 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         captureChord = vontrelHotkeyChord(capture[0]);
         if (!captureChord) {
             m_lastError = QStringLiteral("Unsupported capture hotkey: %1").arg(capture.toString());
-            qWarning().noquote() << prefix << "map capture hotkey failed:" << m_lastError;
+            qCWarning(lcPlatform).noquote() << prefix << "map capture hotkey failed:" << m_lastError;
             return false;
         }
     }
@@ -111,7 +113,7 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         if (!clipboardChord) {
             m_lastError =
                 QStringLiteral("Unsupported clipboard text hotkey: %1").arg(clipboardText.toString());
-            qWarning().noquote() << prefix << "map clipboard text hotkey failed:" << m_lastError;
+            qCWarning(lcPlatform).noquote() << prefix << "map clipboard text hotkey failed:" << m_lastError;
             return false;
         }
     }
@@ -120,14 +122,16 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         captureChord ? m_backend->nativeKey(*captureChord) : std::pair<quint32, quint32>{};
     const auto clipboardNative =
         clipboardChord ? m_backend->nativeKey(*clipboardChord) : std::pair<quint32, quint32>{};
-    qInfo().noquote() << prefix << "mapped capture keyCode/mods =" << captureNative.first
-                      << captureNative.second << ", clipboardText keyCode/mods =" << clipboardNative.first
-                      << clipboardNative.second;
+    qCInfo(lcPlatform).noquote() << prefix << "mapped capture keyCode/mods =" << captureNative.first
+                                 << captureNative.second
+                                 << ", clipboardText keyCode/mods =" << clipboardNative.first
+                                 << clipboardNative.second;
 
     QString error;
     const int installStatus = m_backend->installHandler(&error);
     if (installStatus != 0) {
-        qWarning().noquote() << "HotkeyManager: Failed to install event handler, status:" << installStatus;
+        qCWarning(lcPlatform).noquote()
+            << "HotkeyManager: Failed to install event handler, status:" << installStatus;
         m_lastError =
             error.isEmpty()
                 ? QStringLiteral("InstallApplicationEventHandler failed (status=%1)").arg(installStatus)
@@ -135,7 +139,7 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         return false;
     }
     m_handlerInstalled = true;
-    qInfo().noquote() << prefix << "event handler installed";
+    qCInfo(lcPlatform).noquote() << prefix << "event handler installed";
 
     const auto fail = [this]() {
         teardown();
@@ -146,7 +150,8 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
         const int status =
             m_backend->registerHotkey(CaptureHotkey, *captureChord, QStringLiteral("capture"), &error);
         if (status != 0) {
-            qWarning().noquote() << "HotkeyManager: Failed to register capture hotkey, status:" << status;
+            qCWarning(lcPlatform).noquote()
+                << "HotkeyManager: Failed to register capture hotkey, status:" << status;
             m_lastError =
                 error.isEmpty()
                     ? QStringLiteral("RegisterEventHotKey failed for capture (status=%1)").arg(status)
@@ -154,14 +159,14 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
             return fail();
         }
         m_slots[slotIndex(CaptureHotkey)] = true;
-        qInfo().noquote() << prefix << "capture hotkey registered";
+        qCInfo(lcPlatform).noquote() << prefix << "capture hotkey registered";
     }
     if (clipboardChord) {
         const int status = m_backend->registerHotkey(ClipboardTextHotkey, *clipboardChord,
                                                      QStringLiteral("clipboard text"), &error);
         if (status != 0) {
-            qWarning().noquote() << "HotkeyManager: Failed to register clipboard text hotkey, status:"
-                                 << status;
+            qCWarning(lcPlatform).noquote()
+                << "HotkeyManager: Failed to register clipboard text hotkey, status:" << status;
             m_lastError =
                 error.isEmpty()
                     ? QStringLiteral("RegisterEventHotKey failed for clipboard text (status=%1)").arg(status)
@@ -169,11 +174,11 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
             return fail();
         }
         m_slots[slotIndex(ClipboardTextHotkey)] = true;
-        qInfo().noquote() << prefix << "clipboard text hotkey registered";
+        qCInfo(lcPlatform).noquote() << prefix << "clipboard text hotkey registered";
     }
 
     m_registered = true;
     m_backend->commit();
-    qInfo().noquote() << prefix << "registerHotkeys ok";
+    qCInfo(lcPlatform).noquote() << prefix << "registerHotkeys ok";
     return true;
 }

@@ -1,6 +1,7 @@
 #include "session/AiRuns.h"
 
 #include "ai/OpenAIClient.h"
+#include "log/LogCategories.h"
 
 #include <QDebug>
 
@@ -55,7 +56,7 @@ void AiRuns::start(const QString &windowId, const QString &prompt)
     release(windowId, true);
     const Run run{m_idle.isEmpty() ? makeClient() : m_idle.takeLast(), ++m_lastRun};
     m_running.insert(windowId, run);
-    qInfo().noquote() << "AiRuns: Starting streaming AI request for window" << windowId;
+    qCInfo(lcSession).noquote() << "AiRuns: Starting streaming AI request for window" << windowId;
 
     // The signals cross threads: one already under way when its run was cancelled or replaced is dropped
     // by its run number.

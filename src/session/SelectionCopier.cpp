@@ -1,5 +1,6 @@
 #include "session/SelectionCopier.h"
 
+#include "log/LogCategories.h"
 #include "platform/Platform.h"
 
 #include <QClipboard>
@@ -79,10 +80,10 @@ bool SelectionCopier::start()
     m_active = true;
     m_copyLanded = connect(m_clipboard, &ClipboardService::clipboardChanged, this,
                            [this, generation] { finish(generation); });
-    qInfo().noquote() << "SelectionCopier: copy starting, generation =" << generation;
+    qCInfo(lcSession).noquote() << "SelectionCopier: copy starting, generation =" << generation;
 
     if (!m_platform || !m_platform->sendCopyKeystroke()) {
-        qWarning().noquote() << "SelectionCopier: the copy keystroke could not be sent";
+        qCWarning(lcSession).noquote() << "SelectionCopier: the copy keystroke could not be sent";
         disconnect(m_copyLanded);
         m_active = false;
         m_clipboard->restore(m_snapshot);
@@ -96,7 +97,8 @@ void SelectionCopier::abandon()
 {
     if (!m_active)
         return;
-    qInfo().noquote() << "SelectionCopier: copy replaced, restoring clipboard, generation =" << m_generation;
+    qCInfo(lcSession).noquote() << "SelectionCopier: copy replaced, restoring clipboard, generation ="
+                                << m_generation;
     ++m_generation;
     m_active = false;
     if (m_readingProvider)
@@ -127,8 +129,8 @@ void SelectionCopier::finish(quint64 generation)
         }
     }
     m_clipboard->restore(m_snapshot);
-    qInfo().noquote() << "SelectionCopier: copy fallback restored clipboard, text length ="
-                      << newText.length();
+    qCInfo(lcSession).noquote() << "SelectionCopier: copy fallback restored clipboard, text length ="
+                                << newText.length();
     startRestoreGuard();
 
     if (!newText.isEmpty() && newText != previousText) {
@@ -164,7 +166,7 @@ void SelectionCopier::onClipboardChangedAfterRestore()
         return;
     if (sameSnapshot(m_clipboard->snapshot(), m_snapshot))
         return;
-    qInfo().noquote() << "SelectionCopier: late copy replaced the clipboard, restoring again";
+    qCInfo(lcSession).noquote() << "SelectionCopier: late copy replaced the clipboard, restoring again";
     // Once only: one keystroke makes one copy, and a later change is the user's own.
     stopRestoreGuard();
     m_clipboard->restore(m_snapshot);

@@ -1,6 +1,7 @@
 #include "session/SessionController.h"
 
 #include "config/ConfigManager.h"
+#include "log/LogCategories.h"
 #include "ocr/IOcrProvider.h"
 #include "ocr/OcrWorker.h"
 #include "ocr/OcrWorkerResult.h"
@@ -128,8 +129,8 @@ void SessionController::setState(SessionState newState)
 {
     if (newState == m_state)
         return;
-    qDebug().noquote() << "SessionController: State changed from" << stateName(m_state) << "to"
-                       << stateName(newState);
+    qCDebug(lcSession).noquote() << "SessionController: State changed from" << stateName(m_state) << "to"
+                                 << stateName(newState);
     m_state = newState;
     emit stateChanged(newState);
 }
@@ -147,9 +148,9 @@ void SessionController::reset()
 
 void SessionController::onHotkeyTriggered(int hotkeyId)
 {
-    qDebug().noquote() << "SessionController: Hotkey triggered:" << hotkeyId;
+    qCDebug(lcSession).noquote() << "SessionController: Hotkey triggered:" << hotkeyId;
     if (m_state != Idle)
-        qInfo().noquote() << "SessionController: Interrupting current session to start new one";
+        qCInfo(lcSession).noquote() << "SessionController: Interrupting current session to start new one";
     m_windows.releaseCurrent();
     reset();
 
@@ -176,7 +177,7 @@ void SessionController::onHotkeyTriggered(int hotkeyId)
         startCaptureSession();
         break;
     default:
-        qWarning().noquote() << "SessionController: Unknown hotkey ID:" << hotkeyId;
+        qCWarning(lcSession).noquote() << "SessionController: Unknown hotkey ID:" << hotkeyId;
         break;
     }
 }
@@ -195,7 +196,7 @@ void SessionController::startCaptureSession()
         emit error(tr("Capture service not available"));
         return;
     }
-    qInfo().noquote() << "SessionController: Starting capture session";
+    qCInfo(lcSession).noquote() << "SessionController: Starting capture session";
     m_inputSource = ScreenCapture;
     setState(Capturing);
     m_captureService->startCapture();
@@ -203,7 +204,7 @@ void SessionController::startCaptureSession()
 
 void SessionController::onCaptureDone(const QImage &image)
 {
-    qInfo().noquote() << "SessionController: Capture done, image size:" << image.size();
+    qCInfo(lcSession).noquote() << "SessionController: Capture done, image size:" << image.size();
     if (m_state != Capturing)
         return;
     runOcr(image);
@@ -211,7 +212,7 @@ void SessionController::onCaptureDone(const QImage &image)
 
 void SessionController::onCaptureCancelled()
 {
-    qInfo().noquote() << "SessionController: Capture cancelled";
+    qCInfo(lcSession).noquote() << "SessionController: Capture cancelled";
     reset();
 }
 
@@ -221,7 +222,7 @@ void SessionController::startClipboardImageSession()
         emit error(tr("Clipboard service not available"));
         return;
     }
-    qInfo().noquote() << "SessionController: Starting clipboard image session";
+    qCInfo(lcSession).noquote() << "SessionController: Starting clipboard image session";
     m_inputSource = Clipboard;
     const QImage image = m_clipboardService->hasImage() ? m_clipboardService->getImage() : QImage();
     if (!image.isNull()) {
@@ -235,7 +236,7 @@ void SessionController::startClipboardImageSession()
 
 void SessionController::startClipboardTextSession()
 {
-    qInfo().noquote() << "SessionController: Starting clipboard text session";
+    qCInfo(lcSession).noquote() << "SessionController: Starting clipboard text session";
     setState(WaitingAction);
     if (!m_copier)
         return;
@@ -289,7 +290,7 @@ void SessionController::runOcr(const QImage &image)
 
 void SessionController::onOcrFinished(const QString &text)
 {
-    qInfo().noquote() << "SessionController: OCR finished, text length:" << text.length();
+    qCInfo(lcSession).noquote() << "SessionController: OCR finished, text length:" << text.length();
     if (m_state != OCRing)
         return;
     const bool hasText = !text.trimmed().isEmpty();
@@ -311,7 +312,7 @@ void SessionController::onOcrFinished(const QString &text)
 
 void SessionController::onOcrError(const QString &message)
 {
-    qWarning().noquote() << "SessionController: OCR error:" << message;
+    qCWarning(lcSession).noquote() << "SessionController: OCR error:" << message;
     if (m_state != OCRing)
         return;
     if (IResultView *view = m_windows.current())
@@ -376,7 +377,7 @@ void SessionController::onAiChunk(const QString &windowId, const QString &chunk)
 
 void SessionController::onAiFinished(const QString &windowId)
 {
-    qInfo().noquote() << "SessionController: AI streaming finished for window" << windowId;
+    qCInfo(lcSession).noquote() << "SessionController: AI streaming finished for window" << windowId;
     if (IResultView *view = m_windows.find(windowId))
         view->endResult(IResultView::ResultEnd::Finished);
     if (m_aiRuns->runningCount() == 0)
@@ -385,7 +386,8 @@ void SessionController::onAiFinished(const QString &windowId)
 
 void SessionController::onAiFailed(const QString &windowId, const QString &message)
 {
-    qWarning().noquote() << "SessionController: AI streaming error for window" << windowId << ":" << message;
+    qCWarning(lcSession).noquote() << "SessionController: AI streaming error for window" << windowId << ":"
+                                   << message;
     if (IResultView *view = m_windows.find(windowId))
         view->showError(tr("AI failed: %1").arg(message));
     if (m_aiRuns->runningCount() == 0)
@@ -395,7 +397,7 @@ void SessionController::onAiFailed(const QString &windowId, const QString &messa
 void SessionController::onTranslateRequested(const QString &windowId, const QString &text)
 {
     if (m_state != WaitingAction && m_state != Done) {
-        qWarning().noquote() << "SessionController: Cannot process action in current state";
+        qCWarning(lcSession).noquote() << "SessionController: Cannot process action in current state";
         return;
     }
     if (text.trimmed().isEmpty()) {
@@ -423,7 +425,7 @@ void SessionController::onRetryRequested(const QString &windowId)
 
 void SessionController::onWindowClosed(const QString &windowId)
 {
-    qInfo().noquote() << "SessionController: Overlay closed" << windowId;
+    qCInfo(lcSession).noquote() << "SessionController: Overlay closed" << windowId;
     m_aiRuns->cancel(windowId);
     if (m_aiRuns->runningCount() == 0 && m_state != Idle)
         setState(Idle);

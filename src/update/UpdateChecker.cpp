@@ -1,5 +1,7 @@
 #include "update/UpdateChecker.h"
 
+#include "log/LogCategories.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QJsonDocument>
@@ -116,7 +118,7 @@ void UpdateChecker::checkNow()
 
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    qDebug().noquote() << "UpdateChecker: checking" << url.toString();
+    qCDebug(lcUpdate).noquote() << "UpdateChecker: checking" << url.toString();
 
     QNetworkReply *reply = m_network->get(request);
     m_currentReply = reply;
@@ -128,7 +130,7 @@ void UpdateChecker::onTimeout()
 {
     if (!m_currentReply)
         return;
-    qWarning().noquote() << "UpdateChecker: no answer within" << m_timeoutMs << "ms, giving up";
+    qCWarning(lcUpdate).noquote() << "UpdateChecker: no answer within" << m_timeoutMs << "ms, giving up";
     abortCurrentReply();
     setBusy(false);
     emit checkFailed(
@@ -149,7 +151,7 @@ void UpdateChecker::onReplyFinished(QNetworkReply *reply)
     reply->deleteLater();
 
     if (!errorText.isEmpty()) {
-        qWarning().noquote() << "UpdateChecker: request failed:" << errorText;
+        qCWarning(lcUpdate).noquote() << "UpdateChecker: request failed:" << errorText;
         emit checkFailed(errorText);
         return;
     }
@@ -180,7 +182,8 @@ void UpdateChecker::onReplyFinished(QNetworkReply *reply)
     }
 
     const bool updateAvailable = compareVersions(latest, current) > 0;
-    qInfo().noquote() << "UpdateChecker: latest" << latestVersion << "current"
-                      << QCoreApplication::applicationVersion() << "updateAvailable" << updateAvailable;
+    qCInfo(lcUpdate).noquote() << "UpdateChecker: latest" << latestVersion << "current"
+                               << QCoreApplication::applicationVersion() << "updateAvailable"
+                               << updateAvailable;
     emit checkSucceeded(updateAvailable, latestVersion, QUrl(downloadUrl));
 }

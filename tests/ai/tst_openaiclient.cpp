@@ -4,6 +4,7 @@
 #include "ai/OpenAIClient.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 #include <QSignalSpy>
 #include <QSysInfo>
 #include <QTest>
@@ -34,7 +35,12 @@ class TestOpenAIClient final : public QObject
     std::unique_ptr<LoopbackHttpServer> m_server;
 
 private slots:
-    void initTestCase() { QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7")); }
+    void initTestCase()
+    {
+        QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7"));
+        // Some checks read the client's debug lines, which are off by default.
+        QLoggingCategory::setFilterRules(QStringLiteral("vontrel.ai.debug=true"));
+    }
     void init()
     {
         m_server = std::make_unique<LoopbackHttpServer>();

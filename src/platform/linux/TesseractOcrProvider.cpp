@@ -1,5 +1,6 @@
 #include "platform/linux/TesseractOcrProvider.h"
 
+#include "log/LogCategories.h"
 #include "ocr/OcrPreprocessing.h"
 
 #include <QDebug>
@@ -85,15 +86,16 @@ TesseractOcrProvider::TesseractOcrProvider(const QString &languages, const QStri
     }
 
     if (m_languages.isEmpty()) {
-        qWarning().noquote() << "TesseractOcrProvider: No language data for"
-                             << (requested.isEmpty() ? kChinese + QLatin1Char('+') + kEnglish : languages)
-                             << "in" << candidateDataDirs(dataPath).join(QStringLiteral(", "));
+        qCWarning(lcOcr).noquote() << "TesseractOcrProvider: No language data for"
+                                   << (requested.isEmpty() ? kChinese + QLatin1Char('+') + kEnglish
+                                                           : languages)
+                                   << "in" << candidateDataDirs(dataPath).join(QStringLiteral(", "));
         return;
     }
-    qDebug().noquote() << "TesseractOcrProvider: Using languages:" << m_languages.size()
-                       << "(Chinese:" << m_languages.count(kChinese)
-                       << ", English:" << m_languages.count(kEnglish) << ")" << this->languages() << "from"
-                       << m_dataPath;
+    qCDebug(lcOcr).noquote() << "TesseractOcrProvider: Using languages:" << m_languages.size()
+                             << "(Chinese:" << m_languages.count(kChinese)
+                             << ", English:" << m_languages.count(kEnglish) << ")" << this->languages()
+                             << "from" << m_dataPath;
 }
 
 TesseractOcrProvider::~TesseractOcrProvider()
@@ -126,8 +128,8 @@ bool TesseractOcrProvider::ensureEngineLocked()
     auto api = std::make_unique<tesseract::TessBaseAPI>();
     if (api->Init(m_dataPath.toLocal8Bit().constData(), languages().toUtf8().constData(),
                   tesseract::OEM_LSTM_ONLY) != 0) {
-        qWarning().noquote() << "TesseractOcrProvider: Failed to load language data" << languages() << "from"
-                             << m_dataPath;
+        qCWarning(lcOcr).noquote() << "TesseractOcrProvider: Failed to load language data" << languages()
+                                   << "from" << m_dataPath;
         m_loadFailed = true;
         return false;
     }
@@ -136,7 +138,8 @@ bool TesseractOcrProvider::ensureEngineLocked()
     api->SetVariable("debug_file", "/dev/null");
     m_api = std::move(api);
     m_loaded = true;
-    qInfo().noquote() << "TesseractOcrProvider: Loaded" << languages() << "in" << timer.elapsed() << "ms";
+    qCInfo(lcOcr).noquote() << "TesseractOcrProvider: Loaded" << languages() << "in" << timer.elapsed()
+                            << "ms";
     return true;
 }
 
@@ -167,7 +170,7 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
         return reading;
     }
     if (status != 0) {
-        qWarning().noquote() << "TesseractOcrProvider: Recognition failed";
+        qCWarning(lcOcr).noquote() << "TesseractOcrProvider: Recognition failed";
         return reading;
     }
     std::unique_ptr<tesseract::ResultIterator> iterator(m_api->GetIterator());
@@ -214,7 +217,7 @@ QString TesseractOcrProvider::recognize(QImage image)
 OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
 {
     if (image.isNull()) {
-        qWarning().noquote() << "TesseractOcrProvider: Input image is null";
+        qCWarning(lcOcr).noquote() << "TesseractOcrProvider: Input image is null";
         return {};
     }
     // Preparation needs no engine, so overlapping recognitions do it in parallel.
@@ -252,8 +255,8 @@ OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
     // Drops the page but keeps the models loaded for the next recognition.
     m_api->Clear();
     if (best.timedOut) {
-        qWarning().noquote() << "TesseractOcrProvider: Gave up on a" << image.width() << "x" << image.height()
-                             << "region after" << m_timeLimitMs << "ms";
+        qCWarning(lcOcr).noquote() << "TesseractOcrProvider: Gave up on a" << image.width() << "x"
+                                   << image.height() << "region after" << m_timeLimitMs << "ms";
         return {QString(),
                 QStringLiteral("The region is too complex to recognise within %1 seconds; select a "
                                "smaller region")

@@ -1,5 +1,7 @@
 #include "platform/linux/X11CopyShortcut.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 
 #include <X11/XKBlib.h>
@@ -28,7 +30,7 @@ Display *copyDisplay()
         int eventBase = 0, errorBase = 0, major = 0, minor = 0;
         display.reset(XOpenDisplay(nullptr));
         if (display && !XTestQueryExtension(display.get(), &eventBase, &errorBase, &major, &minor)) {
-            qWarning().noquote() << "X11CopyShortcut: the X server has no XTEST extension";
+            qCWarning(lcPlatform).noquote() << "X11CopyShortcut: the X server has no XTEST extension";
             display.reset();
         }
     }
@@ -74,13 +76,14 @@ bool x11SendCopyKeystroke()
 {
     Display *display = copyDisplay();
     if (!display) {
-        qWarning().noquote() << "X11CopyShortcut: cannot open the X display; copy keystroke not sent";
+        qCWarning(lcPlatform).noquote()
+            << "X11CopyShortcut: cannot open the X display; copy keystroke not sent";
         return false;
     }
     const KeyCode control = XKeysymToKeycode(display, XK_Control_L);
     const KeyCode c = XKeysymToKeycode(display, XK_c);
     if (control == 0 || c == 0) {
-        qWarning().noquote()
+        qCWarning(lcPlatform).noquote()
             << "X11CopyShortcut: the keyboard map has no Control or C key; copy keystroke not sent";
         return false;
     }
@@ -98,6 +101,7 @@ bool x11SendCopyKeystroke()
     for (KeyCode code : held)
         XTestFakeKeyEvent(display, code, True, CurrentTime);
     XSync(display, False);
-    qDebug().noquote() << "X11CopyShortcut: sent Ctrl+C, modifiers lifted and restored:" << held.size();
+    qCDebug(lcPlatform).noquote() << "X11CopyShortcut: sent Ctrl+C, modifiers lifted and restored:"
+                                  << held.size();
     return true;
 }

@@ -1,5 +1,7 @@
 #include "platform/linux/X11SelectedTextProvider.h"
 
+#include "log/LogCategories.h"
+
 #include <QClipboard>
 #include <QDebug>
 #include <QGuiApplication>
@@ -8,10 +10,10 @@ QString X11SelectedTextProvider::selectedText()
 {
     QClipboard *clipboard = QGuiApplication::clipboard();
     if (!clipboard->supportsSelection()) {
-        qDebug().noquote() << "X11SelectedTextProvider: this session has no PRIMARY selection";
+        qCDebug(lcPlatform).noquote() << "X11SelectedTextProvider: this session has no PRIMARY selection";
         return QString();
     }
     const QString text = clipboard->text(QClipboard::Selection).trimmed();
-    qDebug().noquote() << "X11SelectedTextProvider: PRIMARY selection length =" << text.size();
+    qCDebug(lcPlatform).noquote() << "X11SelectedTextProvider: PRIMARY selection length =" << text.size();
     return text;
 }

@@ -1,5 +1,7 @@
 #include "platform/linux/X11Session.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 #include <QGuiApplication>
 #include <QtGui/qguiapplication_platform.h>
@@ -24,7 +26,7 @@ bool X11Session::isAvailable()
     static bool warned = false;
     if (!available && !warned) {
         warned = true;
-        qWarning().noquote()
+        qCWarning(lcPlatform).noquote()
             << "X11Session: no X11 connection (platform"
             << (qobject_cast<QGuiApplication *>(QCoreApplication::instance())
                     ? QGuiApplication::platformName()

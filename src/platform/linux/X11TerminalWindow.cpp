@@ -1,5 +1,6 @@
 #include "platform/linux/X11TerminalWindow.h"
 
+#include "log/LogCategories.h"
 #include "platform/linux/X11Session.h"
 
 #include <QDebug>
@@ -104,8 +105,8 @@ bool X11TerminalWindow::focusedWindowIsTerminal()
             const QString instanceName = QString::fromLocal8Bit(parts.value(0));
             const QString className = QString::fromLocal8Bit(parts.value(1));
             const bool terminal = isTerminalClass(instanceName, className);
-            qDebug().noquote() << "X11TerminalWindow: focused window class" << instanceName << className
-                               << "terminal =" << terminal;
+            qCDebug(lcPlatform).noquote() << "X11TerminalWindow: focused window class" << instanceName
+                                          << className << "terminal =" << terminal;
             return terminal;
         }
         Reply<xcb_query_tree_reply_t> tree(

@@ -1,5 +1,7 @@
 #include "platform/linux/XdgAutoStartBackend.h"
 
+#include "log/LogCategories.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
@@ -156,17 +158,17 @@ bool XdgAutoStartBackend::isEnabled() const
 bool XdgAutoStartBackend::enable()
 {
     if (!QDir().mkpath(m_autostartDir)) {
-        qWarning().noquote() << "XdgAutoStartBackend: cannot create" << m_autostartDir;
+        qCWarning(lcPlatform).noquote() << "XdgAutoStartBackend: cannot create" << m_autostartDir;
         return false;
     }
     // Written to a temporary file and renamed, so a failure never leaves half an entry behind.
     QSaveFile file(entryPath());
     if (!file.open(QIODevice::WriteOnly) || file.write(entryText(m_executablePath)) < 0 || !file.commit()) {
-        qWarning().noquote() << "XdgAutoStartBackend: cannot write" << entryPath() << ":"
-                             << file.errorString();
+        qCWarning(lcPlatform).noquote()
+            << "XdgAutoStartBackend: cannot write" << entryPath() << ":" << file.errorString();
         return false;
     }
-    qInfo().noquote() << "XdgAutoStartBackend: autostart entry written:" << entryPath();
+    qCInfo(lcPlatform).noquote() << "XdgAutoStartBackend: autostart entry written:" << entryPath();
     return true;
 }
 
@@ -176,9 +178,9 @@ bool XdgAutoStartBackend::disable()
     if (!QFileInfo::exists(path))
         return true;
     if (!QFile::remove(path)) {
-        qWarning().noquote() << "XdgAutoStartBackend: cannot remove" << path;
+        qCWarning(lcPlatform).noquote() << "XdgAutoStartBackend: cannot remove" << path;
         return false;
     }
-    qInfo().noquote() << "XdgAutoStartBackend: autostart entry removed:" << path;
+    qCInfo(lcPlatform).noquote() << "XdgAutoStartBackend: autostart entry removed:" << path;
     return true;
 }

@@ -1,5 +1,7 @@
 #include "ui/result/ResultAutoHide.h"
 
+#include "log/LogCategories.h"
+
 #include <QDebug>
 #include <QEvent>
 #include <QGuiApplication>
@@ -44,7 +46,7 @@ void ResultAutoHide::watch(bool on)
     m_appStateConnection =
         connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
             if (mayHide() && state != Qt::ApplicationActive) {
-                qDebug().noquote() << "ResultWindow: application inactive, hiding";
+                qCDebug(lcUi).noquote() << "ResultWindow: application inactive, hiding";
                 m_window->hide();
             }
         });
@@ -68,7 +70,7 @@ bool ResultAutoHide::eventFilter(QObject *watched, QEvent *event)
         if (m_isPinned())
             return true;
         if (!m_inGrace) {
-            qDebug().noquote() << "ResultWindow: deactivated, hiding";
+            qCDebug(lcUi).noquote() << "ResultWindow: deactivated, hiding";
             m_window->hide();
             return true;
         }
@@ -93,6 +95,6 @@ void ResultAutoHide::onFocusWindowChanged(QWindow *focus)
     // A context menu or another popup opened from this window is still this window's business.
     if (focus->transientParent() == own && (focus->flags() & Qt::Popup) == Qt::Popup)
         return;
-    qDebug().noquote() << "ResultWindow: focus moved to another window, hiding";
+    qCDebug(lcUi).noquote() << "ResultWindow: focus moved to another window, hiding";
     m_window->hide();
 }

@@ -2,10 +2,11 @@
 // that every native object they create is released exactly once.
 #include "StubRecorder.h"
 
-#include "platform/CopyShortcut.h"
 #include "platform/HotkeyManager.h"
 #include "platform/mac/MacCf.h"
+#include "platform/mac/MacNative.h"
 #include "platform/mac/MacOcrAdapter.h"
+#include "platform/mac/MacPlatform.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -49,22 +50,28 @@ private slots:
 
     void copyKeystroke_data()
     {
+        QTest::addColumn<bool>("trusted");
         QTest::addColumn<int>("creatable");
         QTest::addColumn<bool>("sent");
-        QTest::newRow("both events") << 2 << true;
-        QTest::newRow("release event fails") << 1 << false;
-        QTest::newRow("no events") << 0 << false;
+        QTest::newRow("both events") << true << 2 << true;
+        QTest::newRow("release event fails") << true << 1 << false;
+        QTest::newRow("no events") << true << 0 << false;
+        // The system would drop the events silently; none are even made.
+        QTest::newRow("not trusted for Accessibility") << false << 2 << false;
     }
     void copyKeystroke()
     {
+        QFETCH(bool, trusted);
         QFETCH(int, creatable);
         QFETCH(bool, sent);
         StubRecorder &recorder = stubRecorder();
+        recorder.accessibilityTrusted = trusted;
         recorder.keyEventsToCreate = creatable;
 
-        QCOMPARE(vontrelSendNativeCopyKeystroke(), sent);
+        MacPlatform platform;
+        QCOMPARE(platform.sendCopyKeystroke(), sent);
 
-        QCOMPARE(int(recorder.keyEvents.size()), creatable);
+        QCOMPARE(int(recorder.keyEvents.size()), trusted ? creatable : 0);
         for (const auto &[event, keyEvent] : recorder.keyEvents) {
             QCOMPARE(keyEvent.key, CGKeyCode(8));
             QCOMPARE(releasesOf(event), 1);
@@ -89,7 +96,7 @@ private slots:
     void hotkeysRegisterAndDeliverQueued()
     {
         StubRecorder &recorder = stubRecorder();
-        HotkeyManager manager;
+        HotkeyManager manager(macCreateHotkeyBackend());
         QVERIFY(manager.registerHotkeys(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1),
                                         QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F2)));
 
@@ -108,11 +115,19 @@ private slots:
         QCOMPARE(byId[3].modifiers, UInt32(0x1800)); // controlKey | optionKey
 
         QSignalSpy triggered(&manager, &HotkeyManager::hotkeyTriggered);
+        const auto press = [&recorder] {
+            return recorder.handler(nullptr, nullptr, recorder.handlerUserData);
+        };
         recorder.pressedId = {kSignature, 3};
-        QCOMPARE(recorder.handler(nullptr, nullptr, nullptr), OSStatus(noErr));
+        QCOMPARE(press(), OSStatus(noErr));
         QCOMPARE(triggered.count(), 0); // never inside the Carbon callback
         QVERIFY(triggered.wait(1000));
         QCOMPARE(triggered.at(0).at(0).toInt(), 3);
+        // A press whose id cannot be read is dropped rather than guessed.
+        recorder.pressedStatus = -9870; // eventParameterNotFoundErr
+        QCOMPARE(press(), OSStatus(noErr));
+        QTest::qWait(50);
+        QCOMPARE(triggered.count(), 1);
 
         manager.unregisterHotkeys();
         QCOMPARE(recorder.handlersInstalled, 0);
@@ -124,7 +139,7 @@ private slots:
     {
         StubRecorder &recorder = stubRecorder();
         recorder.registerStatuses = {noErr, -9878}; // eventHotKeyExistsErr for the second
-        HotkeyManager manager;
+        HotkeyManager manager(macCreateHotkeyBackend());
         QVERIFY(!manager.registerHotkeys(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_1),
                                          QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2)));
         QCOMPARE(manager.lastError(),

@@ -1,6 +1,6 @@
-#include "platform/AccessibilitySelectedTextProvider.h"
-#include "platform/Permissions.h"
+#include "platform/mac/AccessibilitySelectedTextProvider.h"
 #include "platform/mac/MacCf.h"
+#include "platform/mac/MacNative.h"
 
 #import <AppKit/AppKit.h>
 #include <ApplicationServices/ApplicationServices.h>
@@ -11,7 +11,7 @@ namespace {
 
 QString qStringFromNs(NSString *string)
 {
-    return vontrelQStringFromCf((__bridge CFStringRef)string);
+    return macQStringFromCf((__bridge CFStringRef)string);
 }
 
 // The reader's Element: the last copy releases the reference.
@@ -33,9 +33,9 @@ QString textOfValue(CFTypeRef value)
     if (!value)
         return QString();
     if (CFGetTypeID(value) == CFStringGetTypeID())
-        return vontrelQStringFromCf(static_cast<CFStringRef>(value));
+        return macQStringFromCf(static_cast<CFStringRef>(value));
     if (CFGetTypeID(value) == CFAttributedStringGetTypeID())
-        return vontrelQStringFromCf(CFAttributedStringGetString(static_cast<CFAttributedStringRef>(value)));
+        return macQStringFromCf(CFAttributedStringGetString(static_cast<CFAttributedStringRef>(value)));
     return QString();
 }
 
@@ -53,18 +53,13 @@ public:
         }
     }
 
-    bool isProcessTrusted() override { return AXIsProcessTrusted(); }
+    bool isProcessTrusted() override { return macIsAccessibilityTrusted(); }
 
     bool requestTrustPrompt() override
     {
         // The prompt opens above the frontmost application, which is rarely this menu-bar program.
-        vontrelNativeActivateApp();
-        const void *keys[] = {kAXTrustedCheckOptionPrompt};
-        const void *values[] = {kCFBooleanTrue};
-        const CfRef<CFDictionaryRef> options(CFDictionaryCreate(kCFAllocatorDefault, keys, values, 1,
-                                                                &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
-        return AXIsProcessTrustedWithOptions(options.get());
+        macActivateApplication();
+        return macRequestAccessibilityTrust();
     }
 
     Element createSystemWide() override { return adopt(AXUIElementCreateSystemWide()); }
@@ -125,12 +120,12 @@ public:
     {
         const CFRange cfRange = CFRangeMake(CFIndex(range.location), CFIndex(range.length));
         const CfRef<AXValueRef> parameter(AXValueCreate(kAXValueTypeCFRange, &cfRange));
-        const CfRef<CFStringRef> name = vontrelCfString("AXStringForRange");
+        const CfRef<CFStringRef> name = macCfString("AXStringForRange");
         CfRef<CFTypeRef> value;
         const AXError error = AXUIElementCopyParameterizedAttributeValue(axElement(element), name.get(),
                                                                          parameter.get(), value.out());
         *text = error == kAXErrorSuccess && value && CFGetTypeID(value.get()) == CFStringGetTypeID()
-                    ? vontrelQStringFromCf(static_cast<CFStringRef>(value.get()))
+                    ? macQStringFromCf(static_cast<CFStringRef>(value.get()))
                     : QString();
         return int(error);
     }
@@ -140,14 +135,14 @@ public:
 private:
     static AXError copy(const Element &element, const char *attribute, CFTypeRef *value)
     {
-        const CfRef<CFStringRef> name = vontrelCfString(attribute);
+        const CfRef<CFStringRef> name = macCfString(attribute);
         return AXUIElementCopyAttributeValue(axElement(element), name.get(), value);
     }
 };
 
 } // namespace
 
-std::unique_ptr<ISelectedTextProvider> vontrelCreateSelectedTextProvider()
+std::unique_ptr<IAccessibilityApi> macCreateAccessibilityApi()
 {
-    return std::make_unique<AccessibilitySelectedTextProvider>(std::make_unique<MacAccessibilityApi>());
+    return std::make_unique<MacAccessibilityApi>();
 }

@@ -53,7 +53,7 @@ private:
 };
 
 // Copies the UTF-16 units of a CF string (or a toll-free bridged NSString); a null string for null.
-inline QString vontrelQStringFromCf(CFStringRef string)
+inline QString macQStringFromCf(CFStringRef string)
 {
     if (!string)
         return QString();
@@ -64,7 +64,7 @@ inline QString vontrelQStringFromCf(CFStringRef string)
 }
 
 // A CF string of UTF-8 text, owned by the caller.
-inline CfRef<CFStringRef> vontrelCfString(const char *utf8)
+inline CfRef<CFStringRef> macCfString(const char *utf8)
 {
     return CfRef<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, utf8, kCFStringEncodingUTF8));
 }

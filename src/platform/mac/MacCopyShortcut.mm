@@ -1,5 +1,5 @@
-#include "platform/CopyShortcut.h"
 #include "platform/mac/MacCf.h"
+#include "platform/mac/MacNative.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 
@@ -10,7 +10,7 @@ constexpr CGKeyCode kKeyC = 8;
 
 } // namespace
 
-bool vontrelSendNativeCopyKeystroke()
+bool macPostCopyKeystroke()
 {
     CfRef<CGEventRef> press(CGEventCreateKeyboardEvent(nullptr, kKeyC, true));
     CfRef<CGEventRef> release(CGEventCreateKeyboardEvent(nullptr, kKeyC, false));

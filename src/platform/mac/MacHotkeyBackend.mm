@@ -1,24 +1,15 @@
-#include "platform/HotkeyManager.h"
-#include "platform/IHotkeyBackend.h"
+#include "platform/mac/MacKeyCodes.h"
+#include "platform/mac/MacNative.h"
 
 #include <Carbon/Carbon.h>
+
+#include <QDebug>
 
 #include <array>
 
 namespace {
 
 constexpr OSType kHotkeySignature = 'vont';
-
-// Carbon calls this on the main run loop for every press of a hot key this process registered. The manager
-// re-posts the press as a queued signal, so nothing of ours runs inside the Carbon dispatch.
-OSStatus onHotkeyPressed(EventHandlerCallRef, EventRef event, void *)
-{
-    EventHotKeyID hotkeyId{};
-    const OSStatus status = GetEventParameter(event, kEventParamDirectObject, typeEventHotKeyID, nullptr,
-                                              sizeof(hotkeyId), nullptr, &hotkeyId);
-    HotkeyManager::dispatchHotkeyPress(int(hotkeyId.id), int(status));
-    return noErr;
-}
 
 class MacHotkeyBackend final : public IHotkeyBackend
 {
@@ -34,17 +25,17 @@ public:
 
     std::pair<quint32, quint32> nativeKey(const HotkeyChord &chord) const override
     {
-        const int keyCode = vontrelMacVirtualKeyCode(chord.key);
+        const int keyCode = macVirtualKeyCode(chord.key);
         if (keyCode < 0)
             return {0, 0};
-        return {quint32(keyCode), vontrelMacModifierMask(chord.modifiers)};
+        return {quint32(keyCode), macModifierMask(chord.modifiers)};
     }
 
     // The manager words the message from the status.
     int installHandler(QString *) override
     {
         const EventTypeSpec pressed = {kEventClassKeyboard, kEventHotKeyPressed};
-        return int(InstallEventHandler(GetApplicationEventTarget(), &onHotkeyPressed, 1, &pressed, nullptr,
+        return int(InstallEventHandler(GetApplicationEventTarget(), &onHotkeyPressed, 1, &pressed, this,
                                        &m_handler));
     }
 
@@ -78,13 +69,30 @@ public:
 private:
     static std::size_t slot(int id) { return std::size_t(id - 1); }
 
+    // Carbon calls this on the main run loop for every press of a hot key this process registered; the
+    // handler is removed before the backend goes, so userData is always alive. The manager queues the press,
+    // so nothing of ours runs inside the Carbon dispatch.
+    static OSStatus onHotkeyPressed(EventHandlerCallRef, EventRef event, void *userData)
+    {
+        EventHotKeyID hotkeyId{};
+        const OSStatus status = GetEventParameter(event, kEventParamDirectObject, typeEventHotKeyID, nullptr,
+                                                  sizeof(hotkeyId), nullptr, &hotkeyId);
+        if (status != noErr) {
+            qWarning().noquote() << "HotkeyManager(mac): hotkey event without an id, status =" << status;
+            return noErr;
+        }
+        // Carbon's key events carry no timestamp that activation could use.
+        emit static_cast<MacHotkeyBackend *>(userData)->pressed(int(hotkeyId.id), 0);
+        return noErr;
+    }
+
     std::array<EventHotKeyRef, 3> m_hotkeys{}; // one per HotkeyManager::HotkeyId, index = id - 1
     EventHandlerRef m_handler = nullptr;
 };
 
 } // namespace
 
-std::unique_ptr<IHotkeyBackend> vontrelCreateHotkeyBackend()
+std::unique_ptr<IHotkeyBackend> macCreateHotkeyBackend()
 {
     return std::make_unique<MacHotkeyBackend>();
 }

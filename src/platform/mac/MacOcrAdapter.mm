@@ -11,7 +11,7 @@ namespace {
 
 QString qStringFromNs(NSString *string)
 {
-    return vontrelQStringFromCf((__bridge CFStringRef)string);
+    return macQStringFromCf((__bridge CFStringRef)string);
 }
 
 NSString *nsStringFromQ(const QString &string)
@@ -56,13 +56,6 @@ void chooseLanguages(VNRecognizeTextRequest *request)
 }
 
 } // namespace
-
-std::unique_ptr<IOcrProvider> vontrelCreateOcrProvider(const QString &)
-{
-    // Vision picks its models from the request's languages; Tesseract's language-data names mean nothing
-    // here.
-    return std::make_unique<MacOcrAdapter>();
-}
 
 QString MacOcrAdapter::recognize(QImage image)
 {

@@ -1,32 +1,31 @@
-#include "platform/Permissions.h"
+#include "platform/mac/MacCf.h"
+#include "platform/mac/MacNative.h"
 
-#import <AppKit/AppKit.h>
 #include <ApplicationServices/ApplicationServices.h>
 
-// Both probes only read the state macOS keeps per application; neither shows a system prompt.
-bool vontrelNativeHasAccessibilityPermission()
+// The probes only read the state macOS keeps per application; neither shows a system prompt.
+bool macIsAccessibilityTrusted()
 {
     return AXIsProcessTrusted();
 }
 
-bool vontrelNativeHasScreenRecordingPermission()
+bool macHasScreenCaptureAccess()
 {
     return CGPreflightScreenCaptureAccess();
 }
 
-void vontrelNativeActivateApp()
+// The system shows its prompt once per application; later calls only report the state.
+bool macRequestAccessibilityTrust()
 {
-    @autoreleasepool {
-        [[NSRunningApplication currentApplication] activateWithOptions:NSApplicationActivateAllWindows];
-    }
+    const void *keys[] = {kAXTrustedCheckOptionPrompt};
+    const void *values[] = {kCFBooleanTrue};
+    const CfRef<CFDictionaryRef> options(CFDictionaryCreate(kCFAllocatorDefault, keys, values, 1,
+                                                            &kCFTypeDictionaryKeyCallBacks,
+                                                            &kCFTypeDictionaryValueCallBacks));
+    return AXIsProcessTrustedWithOptions(options.get());
 }
 
-bool vontrelNativeHasSystemSettingsPanes()
+bool macRequestScreenCaptureAccess()
 {
-    return true;
-}
-
-QString vontrelNativeSessionLimitation()
-{
-    return QString();
+    return CGRequestScreenCaptureAccess();
 }

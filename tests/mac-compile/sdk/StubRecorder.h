@@ -25,17 +25,20 @@ struct StubHotKey
 
 struct StubRecorder
 {
+    bool accessibilityTrusted = true;
     std::map<CFTypeRef, int> releases;
     std::map<CFTypeRef, StubKeyEvent> keyEvents;
     int keyEventsToCreate = 1000; // later creations return null
     std::vector<std::pair<CGEventTapLocation, CGEventRef>> posted;
 
     EventHandlerUPP handler = nullptr;
+    void *handlerUserData = nullptr;
     std::vector<EventTypeSpec> handledTypes;
     int handlersInstalled = 0;
     std::map<EventHotKeyRef, StubHotKey> hotKeys;
     std::vector<OSStatus> registerStatuses; // consumed one per RegisterEventHotKey; noErr when empty
     EventHotKeyID pressedId = {0, 0};       // what GetEventParameter reports
+    OSStatus pressedStatus = noErr;         // and its status
 
     void reset() { *this = StubRecorder(); }
 };

@@ -130,7 +130,7 @@ bool CGRequestScreenCaptureAccess(void)
 CFStringRef kAXTrustedCheckOptionPrompt = nullptr;
 Boolean AXIsProcessTrusted(void)
 {
-    return false;
+    return stubRecorder().accessibilityTrusted;
 }
 Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef)
 {
@@ -175,10 +175,11 @@ EventTargetRef GetApplicationEventTarget(void)
     return static_cast<EventTargetRef>(newToken());
 }
 OSStatus InstallEventHandler(EventTargetRef, EventHandlerUPP inHandler, ItemCount inNumTypes,
-                             const EventTypeSpec *inList, void *, EventHandlerRef *outRef)
+                             const EventTypeSpec *inList, void *inUserData, EventHandlerRef *outRef)
 {
     StubRecorder &recorder = stubRecorder();
     recorder.handler = inHandler;
+    recorder.handlerUserData = inUserData;
     recorder.handledTypes.assign(inList, inList + inNumTypes);
     ++recorder.handlersInstalled;
     *outRef = static_cast<EventHandlerRef>(newToken());
@@ -195,6 +196,8 @@ OSStatus GetEventParameter(EventRef, EventParamName inName, EventParamType inDes
     if (inName != kEventParamDirectObject || inDesiredType != typeEventHotKeyID ||
         inBufferSize != sizeof(EventHotKeyID))
         return -50; // paramErr
+    if (stubRecorder().pressedStatus != noErr)
+        return stubRecorder().pressedStatus;
     std::memcpy(outData, &stubRecorder().pressedId, sizeof(EventHotKeyID));
     return noErr;
 }

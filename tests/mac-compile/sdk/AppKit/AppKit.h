@@ -16,10 +16,7 @@ typedef enum : NSInteger {
 } NSApplicationActivationPolicy;
 
 typedef NSUInteger NSApplicationActivationOptions;
-enum : NSUInteger {
-    NSApplicationActivateAllWindows = 1 << 0,
-    NSApplicationActivateIgnoringOtherApps = 1 << 1
-};
+enum : NSUInteger { NSApplicationActivateAllWindows = 1 << 0 };
 
 @interface NSResponder : NSObject
 @end

@@ -216,31 +216,45 @@ bool ConfigManager::load()
 
 bool ConfigManager::readValue(Key key, const QJsonValue &value)
 {
-    // The field takes what the type allows (an empty string, false, no hotkey) even when the value is
-    // unusable; the caller only learns whether it was.
+    // An unusable value still empties its field (an empty string, false, no hotkey); the caller only learns
+    // whether it was usable.
+    const auto hotkeyUsable = [&value](const QKeySequence &sequence) {
+        return value.isString() && (value.toString().isEmpty() || !sequence.isEmpty());
+    };
     switch (key) {
+    case ApiUrlKey:
+        m_apiUrl = value.toString();
+        break;
+    case ApiKeyKey:
+        m_apiKey = value.toString();
+        break;
+    case ModelKey:
+        m_model = value.toString();
+        break;
+    case TargetLanguageKey:
+        m_targetLanguage = value.toString();
+        break;
+    case SystemPromptKey:
+        m_systemPrompt = value.toString();
+        break;
+    case UiLanguageKey:
+        m_uiLanguage = value.toString();
+        break;
     case StartAtLoginKey:
+        m_startAtLogin = value.toBool();
+        return value.isBool();
     case PinOverlayKey:
-        (key == StartAtLoginKey ? m_startAtLogin : m_pinOverlayByDefault) = value.toBool();
+        m_pinOverlayByDefault = value.toBool();
         return value.isBool();
     case CaptureHotkeyKey:
-    case ClipboardTextHotkeyKey: {
-        const QKeySequence sequence = keySequenceFromPortableText(value.toString());
-        (key == CaptureHotkeyKey ? m_captureHotkey : m_clipboardTextHotkey) = sequence;
-        return value.isString() && (value.toString().isEmpty() || !sequence.isEmpty());
-    }
-    case ApiUrlKey:
-    case ApiKeyKey:
-    case ModelKey:
-    case TargetLanguageKey:
-    case SystemPromptKey:
-    case UiLanguageKey:
+        m_captureHotkey = keySequenceFromPortableText(value.toString());
+        return hotkeyUsable(m_captureHotkey);
+    case ClipboardTextHotkeyKey:
+        m_clipboardTextHotkey = keySequenceFromPortableText(value.toString());
+        return hotkeyUsable(m_clipboardTextHotkey);
     case KeyCount:
-        break;
+        return false;
     }
-    QString *const strings[] = {&m_apiUrl, &m_apiKey, &m_model, &m_targetLanguage, &m_systemPrompt};
-    QString &field = key == UiLanguageKey ? m_uiLanguage : *strings[key];
-    field = value.toString();
     return value.isString();
 }
 

@@ -44,12 +44,19 @@ void SelectionCopier::setSelectedTextProvider(ISelectedTextProvider *provider,
     m_preferProvider = std::move(preferProvider);
 }
 
+bool SelectionCopier::readsProvider() const
+{
+    if (m_preferProvider)
+        return m_preferProvider();
+    return m_platform && m_platform->focusedWindowIsTerminal();
+}
+
 bool SelectionCopier::start()
 {
     abandon();
     const quint64 generation = ++m_generation;
 
-    if (m_provider && m_preferProvider && m_preferProvider()) {
+    if (m_provider && readsProvider()) {
         m_active = true;
         m_readingProvider = true;
         // Reported from the event loop, as the copy's outcome is, so callers meet one order of events.

@@ -33,6 +33,7 @@ public:
 
     // Where sending a keystroke would disturb the focused program (a terminal reads Ctrl+C as an interrupt),
     // preferProvider answers true and the provider's selection is read instead, leaving the clipboard alone.
+    // Without a preferProvider the platform's terminal check decides.
     void setSelectedTextProvider(ISelectedTextProvider *provider, std::function<bool()> preferProvider);
     // The system that sends the copy keystroke; without one, start() fails.
     void setPlatform(Platform *platform) { m_platform = platform; }
@@ -49,6 +50,7 @@ signals:
     void finished(const QString &text, SelectionCopier::Source source);
 
 private:
+    bool readsProvider() const;
     void finish(quint64 generation);
     QString clipboardText() const;
     void startRestoreGuard();

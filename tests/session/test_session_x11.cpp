@@ -65,6 +65,7 @@ private slots:
     void init();
     void cleanup();
     void selectionInAnotherClient();
+    void selectionInTerminalIsReadWithoutKeystroke();
     void emptyClipboardOpensWindowToType();
     void captureRecognisesRegion();
     void hotkeyDuringStreamingAndPinnedRetry();
@@ -141,6 +142,26 @@ void TestSessionX11::selectionInAnotherClient()
     QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->promptInput(), QStringLiteral("Guten Morgen, liebe Welt"));
     QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
+    QCOMPARE(clipboardContents(), before);
+}
+
+void TestSessionX11::selectionInTerminalIsReadWithoutKeystroke()
+{
+    QVERIFY(ownClipboard({{"text/plain", "what the user copied before"}}));
+    const QMap<QString, QByteArray> before = clipboardContents();
+    m_textWindow = std::make_unique<HelperProcess>();
+    QVERIFY(m_textWindow->start({QStringLiteral("terminal-window"), QStringLiteral("URxvt"),
+                                 QStringLiteral("Guten Abend, liebe Welt")}));
+    // The terminal does hear a Ctrl+C, so its silence below means that none was sent.
+    QVERIFY(m_rig->platform->sendCopyKeystroke());
+    QTRY_COMPARE_WITH_TIMEOUT(m_textWindow->output(), QByteArray("interrupted\n"), kBound);
+
+    ResultWindow *window = press(kTextHotkey);
+    QVERIFY(window);
+    QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
+    QCOMPARE(m_rig->promptInput(), QStringLiteral("Guten Abend, liebe Welt"));
+    QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
+    QCOMPARE(m_textWindow->output(), QByteArray("interrupted\n"));
     QCOMPARE(clipboardContents(), before);
 }
 

@@ -76,10 +76,10 @@ bool HelperProcess::start(const QStringList &arguments)
     return line.startsWith(QLatin1String("ready"));
 }
 
-QByteArray HelperProcess::output() const
+QByteArray HelperProcess::output()
 {
-    m_process->waitForReadyRead(0);
-    return m_process->readAll();
+    m_output += m_process->readAll();
+    return m_output;
 }
 
 } // namespace X11TestHelpers

@@ -31,12 +31,13 @@ public:
     ~HelperProcess();
     bool start(const QStringList &arguments);
     QString readyValue() const { return m_readyValue; }
-    // What the helper printed after its "ready" line, so far.
-    QByteArray output() const;
+    // Everything the helper printed after its "ready" line, so far.
+    QByteArray output();
 
 private:
     std::unique_ptr<QProcess> m_process;
     QString m_readyValue;
+    QByteArray m_output;
 };
 
 } // namespace X11TestHelpers

@@ -1,3 +1,4 @@
+#include "log/LogCategories.h"
 #include "platform/mac/MacKeyCodes.h"
 #include "platform/mac/MacNative.h"
 
@@ -78,7 +79,8 @@ private:
         const OSStatus status = GetEventParameter(event, kEventParamDirectObject, typeEventHotKeyID, nullptr,
                                                   sizeof(hotkeyId), nullptr, &hotkeyId);
         if (status != noErr) {
-            qWarning().noquote() << "HotkeyManager(mac): hotkey event without an id, status =" << status;
+            qCWarning(lcPlatform).noquote()
+                << "HotkeyManager(mac): hotkey event without an id, status =" << status;
             return noErr;
         }
         // Carbon's key events carry no timestamp that activation could use.

@@ -1,4 +1,5 @@
 #include "platform/mac/MacOcrAdapter.h"
+#include "log/LogCategories.h"
 #include "platform/mac/MacCf.h"
 
 #include <CoreGraphics/CoreGraphics.h>
@@ -35,18 +36,18 @@ void chooseLanguages(VNRecognizeTextRequest *request)
     NSError *error = nil;
     NSArray<NSString *> *supported = [request supportedRecognitionLanguagesAndReturnError:&error];
     if (!supported) {
-        qWarning().noquote() << "MacOcrAdapter: Failed to get supported languages:"
-                             << qStringFromNs(error.localizedDescription);
+        qCWarning(lcOcr).noquote() << "MacOcrAdapter: Failed to get supported languages:"
+                                   << qStringFromNs(error.localizedDescription);
         return;
     }
-    qDebug().noquote() << "MacOcrAdapter: Supported languages count:" << supported.count;
+    qCDebug(lcOcr).noquote() << "MacOcrAdapter: Supported languages count:" << supported.count;
     QStringList codes;
     for (NSString *code in supported)
         codes.append(qStringFromNs(code));
     qsizetype chinese = 0;
     const QStringList chosen = MacOcrAdapter::recognitionLanguages(codes, &chinese);
-    qDebug().noquote() << "MacOcrAdapter: Using languages:" << chosen.size() << "(Chinese:" << chinese
-                       << ", English:" << chosen.size() - chinese << ")";
+    qCDebug(lcOcr).noquote() << "MacOcrAdapter: Using languages:" << chosen.size() << "(Chinese:" << chinese
+                             << ", English:" << chosen.size() - chinese << ")";
     if (chosen.isEmpty())
         return;
     NSMutableArray<NSString *> *languages = [NSMutableArray arrayWithCapacity:NSUInteger(chosen.size())];
@@ -60,14 +61,14 @@ void chooseLanguages(VNRecognizeTextRequest *request)
 QString MacOcrAdapter::recognize(QImage image)
 {
     if (image.isNull()) {
-        qWarning().noquote() << "MacOcrAdapter: Input image is null";
+        qCWarning(lcOcr).noquote() << "MacOcrAdapter: Input image is null";
         return QString();
     }
     @autoreleasepool {
         QImage rgba = image.convertToFormat(QImage::Format_RGBA8888);
         const CfRef<CGImageRef> cgImage = cgImageOver(rgba);
         if (!cgImage) {
-            qWarning().noquote() << "MacOcrAdapter: Failed to create CGImage";
+            qCWarning(lcOcr).noquote() << "MacOcrAdapter: Failed to create CGImage";
             return QString();
         }
 
@@ -97,13 +98,13 @@ QString MacOcrAdapter::recognize(QImage image)
                                                                                 options:@{}];
         NSError *performError = nil;
         if (![handler performRequests:@[ request ] error:&performError]) {
-            qWarning().noquote() << "MacOcrAdapter: Failed to perform OCR request:"
-                                 << qStringFromNs(performError.localizedDescription);
+            qCWarning(lcOcr).noquote() << "MacOcrAdapter: Failed to perform OCR request:"
+                                       << qStringFromNs(performError.localizedDescription);
             return QString();
         }
         if (recognitionError) {
-            qWarning().noquote() << "MacOcrAdapter: OCR recognition error:"
-                                 << qStringFromNs(recognitionError.localizedDescription);
+            qCWarning(lcOcr).noquote() << "MacOcrAdapter: OCR recognition error:"
+                                       << qStringFromNs(recognitionError.localizedDescription);
             return QString();
         }
         return text;

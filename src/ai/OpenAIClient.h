@@ -9,6 +9,7 @@
 #include <QString>
 #include <QTimer>
 
+class ProviderErrors;
 class QNetworkAccessManager;
 class QNetworkRequest;
 
@@ -35,13 +36,13 @@ public:
     ~OpenAIClient() override;
 
     // None of the setters validates or affects a request already in flight.
-    void setApiUrl(const QString &url);
-    void setApiKey(const QString &key);
-    void setModel(const QString &model);
+    void setApiUrl(const QString &url) { m_apiUrl = url; }
+    void setApiKey(const QString &key) { m_apiKey = key; }
+    void setModel(const QString &model) { m_model = model; }
     // Limit of the blocking call in milliseconds; a streaming request has the limits below instead.
-    void setTimeout(int ms);
+    void setTimeout(int ms) { m_timeout = ms; }
     // Takes effect with the next request.
-    void setLimits(const Limits &limits);
+    void setLimits(const Limits &limits) { m_limits = limits; }
 
     QString apiUrl() const { return m_apiUrl; }
     QString apiKey() const { return m_apiKey; }
@@ -63,11 +64,6 @@ public:
     // Blocking request bounded by timeout(); the trimmed answer, or empty with lastError() set.
     QString complete(const QString &prompt) override;
 
-    // The endpoint for a base URL: "/chat/completions" is appended unless the URL already ends with it.
-    static QString endpointUrl(const QString &apiUrl);
-    // "Vontrel.app/<version> (<os>; <arch>)".
-    static QByteArray userAgent();
-
 signals:
     void streamingChunk(const QString &chunk);
     void streamingFinished(const QString &fullResponse);
@@ -85,8 +81,6 @@ private:
     enum class ReplyKind { Stale, NonCurrent, Current };
 
     void ensureNetworkManager();
-    QNetworkRequest buildRequest(bool streaming) const;
-    static QByteArray buildBody(const QString &model, const QString &prompt, bool streaming);
     void startWarmUp(quint64 streamId, const QNetworkRequest &request, const QByteArray &body);
     void sendStreamingRequest(quint64 streamId, const QNetworkRequest &request, const QByteArray &body);
     void setupReplyConnections(QNetworkReply *reply);
@@ -96,13 +90,8 @@ private:
     void failStream(const QString &message);
     void emitErrorQueued(const QString &message);
     void stopTimers();
-    // Why a request with the current settings must not be sent; empty when it may.
-    QString settingsProblem() const;
-    QString redirectProblem(const QUrl &from, const QUrl &to) const;
-    QString httpErrorText(int status, const QByteArray &body, const QString &networkText) const;
-    QString notAnEventStreamText() const;
-    // The text with the URL's user name and password and the API key taken out.
-    QString redacted(QString text) const;
+    // Error texts with the current settings' credentials kept out.
+    ProviderErrors errors() const;
 
     QString m_apiUrl;
     QString m_apiKey;

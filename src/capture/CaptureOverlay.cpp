@@ -41,6 +41,12 @@ bool isInverted(const QRect &rect)
 } // namespace
 
 CaptureOverlay::CaptureOverlay(QWidget *parent)
+    : CaptureOverlay(nullptr, QImage(), parent)
+{
+    captureScreen();
+}
+
+CaptureOverlay::CaptureOverlay(QScreen *screen, const QImage &screenshot, QWidget *parent)
     : QWidget(parent)
 {
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -49,7 +55,11 @@ CaptureOverlay::CaptureOverlay(QWidget *parent)
     setAttribute(Qt::WA_ShowWithoutActivating, false);
     setMouseTracking(true);
     setCursor(Qt::CrossCursor);
-    captureScreen();
+    if (!screen || screenshot.isNull())
+        return;
+    m_devicePixelRatio = screenshot.devicePixelRatio();
+    m_screenshot = QPixmap::fromImage(screenshot);
+    showOn(screen);
 }
 
 void CaptureOverlay::captureScreen()
@@ -69,7 +79,12 @@ void CaptureOverlay::captureScreen()
         qCWarning(lcCapture).noquote() << "CaptureOverlay: Grabbing the screen failed";
         return;
     }
+    showOn(screen);
+}
 
+void CaptureOverlay::showOn(QScreen *screen)
+{
+    setScreen(screen);
     setGeometry(screen->geometry());
     show();
     if (QWindow *window = windowHandle())

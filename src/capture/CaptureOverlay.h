@@ -6,6 +6,8 @@
 #include <QRect>
 #include <QWidget>
 
+class QScreen;
+
 // Full-screen region selector: freezes the screen under the cursor, dims it and lets the user drag out a
 // rectangle. Shows itself from the constructor; never reused after it has reported.
 class CaptureOverlay final : public QWidget
@@ -14,6 +16,9 @@ class CaptureOverlay final : public QWidget
 
 public:
     explicit CaptureOverlay(QWidget *parent = nullptr);
+    // Shows the selector over a screenshot taken elsewhere (a desktop portal); the image's device pixel
+    // ratio maps it onto the screen's logical geometry.
+    CaptureOverlay(QScreen *screen, const QImage &screenshot, QWidget *parent = nullptr);
 
     // False when no screen could be grabbed; the overlay was then never shown and will report nothing.
     bool hasScreenshot() const { return !m_screenshot.isNull(); }
@@ -33,6 +38,7 @@ protected:
 
 private:
     void captureScreen();
+    void showOn(QScreen *screen);
     QImage captureSelectedRegion() const;
 
     QPixmap m_screenshot;

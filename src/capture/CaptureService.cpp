@@ -2,7 +2,10 @@
 
 #include "capture/CaptureOverlay.h"
 
+#include <QCursor>
 #include <QDebug>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QTimer>
 
 CaptureService::CaptureService(QObject *parent)
@@ -22,7 +25,33 @@ void CaptureService::startCapture()
     m_isCapturing = true;
     releaseOverlay();
 
-    m_overlay = new CaptureOverlay();
+    if (!m_screenSource) {
+        showOverlay(new CaptureOverlay());
+        return;
+    }
+    QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const quint64 generation = ++m_generation;
+    m_screenSource(
+        screen, this,
+        [this, generation, screen = QPointer<QScreen>(screen)](const QImage &image, const QString &error) {
+            // An answer to a capture that was given up and replaced meanwhile is dropped.
+            if (!m_isCapturing || m_overlay || generation != m_generation)
+                return;
+            if (image.isNull() || !screen) {
+                qWarning().noquote() << "CaptureService: no screenshot:" << error;
+                emit captureFailed(error);
+                onCaptureCancelled();
+                return;
+            }
+            showOverlay(new CaptureOverlay(screen, image));
+        });
+}
+
+void CaptureService::showOverlay(CaptureOverlay *overlay)
+{
+    m_overlay = overlay;
     connect(m_overlay, &CaptureOverlay::captureDone, this, &CaptureService::onCaptureDone);
     connect(m_overlay, &CaptureOverlay::captureCancelled, this, &CaptureService::onCaptureCancelled);
 

@@ -20,4 +20,6 @@ signals:
     void captureDone(QImage image);
     // The user pressed Esc, or there was no screen to capture.
     void captureCancelled();
+    // No screenshot could be taken (a desktop portal refused or failed); followed by captureCancelled().
+    void captureFailed(const QString &reason);
 };

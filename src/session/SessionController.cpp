@@ -76,6 +76,9 @@ void SessionController::setCaptureService(IRegionCapture *service)
         connect(m_captureService, &IRegionCapture::captureDone, this, &SessionController::onCaptureDone);
         connect(m_captureService, &IRegionCapture::captureCancelled, this,
                 &SessionController::onCaptureCancelled);
+        // The user pressed the hotkey and saw nothing: say why.
+        connect(m_captureService, &IRegionCapture::captureFailed, this,
+                [this](const QString &reason) { emit error(tr("Screen capture failed: %1").arg(reason)); });
     }
 }
 

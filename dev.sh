@@ -12,12 +12,12 @@ cd "$(dirname "$0")"
 
 BUILD_PACKAGES=(
     cmake ninja-build g++ pkg-config ccache git clang-format
-    qt6-base-dev qt6-svg-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools qt6-base-dev-tools
+    qt6-base-dev qt6-wayland qt6-svg-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools qt6-base-dev-tools
     libgl-dev libtesseract-dev libleptonica-dev libx11-dev libxext-dev libxtst-dev libxcb1-dev
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
-TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston qt6-wayland openbox)
+TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox)
 
 install_missing() {
     local missing=() p

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs one test executable in a private home, on the offscreen platform, under an Xvfb of its own, or under a
-# headless Wayland compositor of its own; the dbus and wayland modes also get a private session bus.
+# Wayland compositor (weston) of its own; the dbus and wayland modes also get a private session bus.
 # usage: run-test.sh offscreen|dbus|x11|wayland EXECUTABLE [ARGS...]
 # When the compositor cannot start, a wayland test still runs (offscreen) with VONTREL_WAYLAND_UNAVAILABLE set
 # to the reason, so it can skip and say why.
@@ -62,6 +62,23 @@ start_private_bus() {
     export DBUS_SESSION_BUS_ADDRESS
 }
 
+# Sets $display to the number of a new Xvfb server.
+start_xvfb() {
+    command -v Xvfb >/dev/null || { echo "run-test.sh: Xvfb is not installed" >&2; exit 1; }
+    # -displayfd lets the server pick a free display, so tests may run in parallel.
+    mkfifo "$sandbox/displayfd"
+    Xvfb -displayfd 9 -screen 0 1600x1000x24 -nolisten tcp -noreset 9>"$sandbox/displayfd" \
+        2>"$sandbox/xvfb.log" &
+    xvfb_pid=$!
+    display=
+    read -r -t 20 display <"$sandbox/displayfd"
+    if [ -z "$display" ]; then
+        echo "run-test.sh: Xvfb did not start:" >&2
+        cat "$sandbox/xvfb.log" >&2
+        exit 1
+    fi
+}
+
 # On failure sets VONTREL_WAYLAND_UNAVAILABLE rather than stopping, so the test reports the reason as a skip.
 start_weston() {
     if ! command -v weston >/dev/null; then
@@ -72,8 +89,11 @@ start_weston() {
         VONTREL_WAYLAND_UNAVAILABLE="Qt's Wayland platform plugin is not installed (Debian package qt6-wayland)"
         return
     fi
-    weston --backend=headless-backend.so --socket=wayland-vontrel --width=1600 --height=1000 --idle-time=0 \
-        --no-config >"$sandbox/weston.log" 2>&1 &
+    # weston's headless backend has no seat, and without a seat no client may own the clipboard; its X11
+    # backend, nested in an Xvfb of its own, has one. The test itself sees only the Wayland display.
+    start_xvfb
+    DISPLAY=":$display" weston --backend=x11-backend.so --socket=wayland-vontrel --width=1600 --height=1000 \
+        --idle-time=0 --no-config >"$sandbox/weston.log" 2>&1 &
     weston_pid=$!
     local waited=0
     while [ ! -S "$XDG_RUNTIME_DIR/wayland-vontrel" ]; do
@@ -89,19 +109,7 @@ start_weston() {
 }
 
 if [ "$mode" = x11 ]; then
-    command -v Xvfb >/dev/null || { echo "run-test.sh: Xvfb is not installed" >&2; exit 1; }
-    # -displayfd lets the server pick a free display, so tests may run in parallel.
-    mkfifo "$sandbox/displayfd"
-    Xvfb -displayfd 9 -screen 0 1600x1000x24 -nolisten tcp -noreset 9>"$sandbox/displayfd" \
-        2>"$sandbox/xvfb.log" &
-    xvfb_pid=$!
-    display=
-    read -r -t 20 display <"$sandbox/displayfd"
-    if [ -z "$display" ]; then
-        echo "run-test.sh: Xvfb did not start:" >&2
-        cat "$sandbox/xvfb.log" >&2
-        exit 1
-    fi
+    start_xvfb
     export DISPLAY=":$display"
     export QT_QPA_PLATFORM=xcb
 elif [ "$mode" = wayland ]; then

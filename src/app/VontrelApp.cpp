@@ -25,6 +25,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDebug>
+#include <QScreen>
 #include <QSystemTrayIcon>
 #include <QThreadPool>
 
@@ -166,6 +167,10 @@ void VontrelApp::createServices()
     ConfigManager *config = ConfigManager::instance();
 
     m_captureService = std::make_unique<CaptureService>();
+    m_captureService->setScreenSource([platform = m_platform.get()](QScreen *screen, QObject *context,
+                                                                    auto done) {
+        platform->grabScreen(screen, context, [done](const ScreenGrab &grab) { done(grab.image, grab.error); });
+    });
     m_clipboardService = std::make_unique<ClipboardService>();
     m_hotkeyManager = m_hotkeyBackendForTesting
                           ? std::make_unique<HotkeyManager>(std::move(m_hotkeyBackendForTesting))
@@ -188,7 +193,11 @@ void VontrelApp::createServices()
     m_sessionController->setConfig(config);
     m_sessionController->setCaptureService(m_captureService.get());
     m_sessionController->setClipboardService(m_clipboardService.get());
-    m_sessionController->setSelectedTextProvider(m_selectedTextProvider.get());
+    // Where no copy keystroke can be sent (Wayland) or it would interrupt (a terminal), the selection is read
+    // as it is, then the clipboard.
+    m_sessionController->setSelectedTextProvider(m_selectedTextProvider.get(), [platform = m_platform.get()] {
+        return !platform->canSendCopyKeystroke() || platform->focusedWindowIsTerminal();
+    });
     m_sessionController->setHotkeyManager(m_hotkeyManager.get());
     m_sessionController->setOcrProvider(m_ocrProvider.get());
     m_sessionController->setActionService(m_actionService.get());
@@ -228,6 +237,14 @@ void VontrelApp::start()
         appendDebugLog(QStringLiteral("Hotkey triggered id=%1").arg(hotkeyId));
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
+    // A desktop portal answers the binding later, and may refuse it or lack the interface; each reason is told
+    // once, and the tray keeps working.
+    connect(m_hotkeyManager.get(), &HotkeyManager::registrationFailed, this, [this](const QString &error) {
+        if (m_toldHotkeyFailures.contains(error))
+            return;
+        m_toldHotkeyFailures.insert(error);
+        m_notifier->balloon(QObject::tr("Global Hotkeys Unavailable"), error, 10000);
+    });
     connect(m_sessionController.get(), &SessionController::permissionMissing, this,
             [this](SessionController::Permission permission) {
                 PermissionGuideDialog::ensurePermission(*m_platform,

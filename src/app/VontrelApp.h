@@ -2,6 +2,7 @@
 
 #include <QKeySequence>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 
 #include <memory>
@@ -74,6 +75,7 @@ private:
     Notifier *m_notifier = nullptr;
     UpdatePrompt *m_updatePrompt = nullptr;
     std::unique_ptr<IHotkeyBackend> m_hotkeyBackendForTesting;
+    QSet<QString> m_toldHotkeyFailures;
     std::unique_ptr<Platform> m_platform;
 
     // Declared in the order of creation, so they are destroyed in reverse: the controller before the services

@@ -50,6 +50,9 @@ public:
 
     // Shows the window in front, activated.
     virtual void present() = 0;
+    // The system time of the key press that opened the session (0 when none, as from the tray): a window
+    // manager that prevents focus stealing lets the window take the focus only for a recent user action.
+    virtual void setActivationTime(quint64 time) { Q_UNUSED(time) }
     virtual void setPinned(bool pinned) = 0;
     virtual bool isPinned() const = 0;
     // Hides the window without reporting it and frees it once control is back in the event loop.

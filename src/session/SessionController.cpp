@@ -149,7 +149,7 @@ void SessionController::reset()
     setState(Idle);
 }
 
-void SessionController::onHotkeyTriggered(int hotkeyId)
+void SessionController::onHotkeyTriggered(int hotkeyId, quint64 timestamp)
 {
     qCDebug(lcSession).noquote() << "SessionController: Hotkey triggered:" << hotkeyId;
     if (m_state != Idle)
@@ -169,6 +169,8 @@ void SessionController::onHotkeyTriggered(int hotkeyId)
     }
 
     m_windows.open(m_config && m_config->pinOverlayByDefault());
+    if (IResultView *view = m_windows.current())
+        view->setActivationTime(timestamp);
     switch (hotkeyId) {
     case HotkeyManager::ClipboardTextHotkey:
         startClipboardTextSession();

@@ -88,7 +88,7 @@ signals:
     void permissionMissing(SessionController::Permission permission);
 
 public slots:
-    void onHotkeyTriggered(int hotkeyId);
+    void onHotkeyTriggered(int hotkeyId, quint64 timestamp = 0);
 
 private slots:
     void onCaptureDone(const QImage &image);

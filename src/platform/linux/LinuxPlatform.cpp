@@ -1,11 +1,13 @@
 #include "platform/linux/LinuxPlatform.h"
 
 #include "platform/linux/TesseractOcrProvider.h"
+#include "platform/linux/WaylandPlatform.h"
 #include "platform/linux/X11CopyShortcut.h"
 #include "platform/linux/X11HotkeyBackend.h"
 #include "platform/linux/X11SelectedTextProvider.h"
 #include "platform/linux/X11Session.h"
 #include "platform/linux/X11TerminalWindow.h"
+#include "platform/linux/X11WindowActivation.h"
 #include "platform/linux/X11WindowCorners.h"
 #include "platform/linux/XdgAutoStartBackend.h"
 
@@ -14,8 +16,11 @@
 #include <QScreen>
 #include <QWindow>
 
+// The same binary serves X11 and Wayland desktops; the session it finds decides.
 std::unique_ptr<Platform> Platform::create()
 {
+    if (WaylandPlatform::isWaylandSession())
+        return std::make_unique<WaylandPlatform>();
     return std::make_unique<LinuxPlatform>();
 }
 
@@ -124,12 +129,9 @@ void LinuxPlatform::activateApplication()
     // X11 has no application-wide activation; activateWindow() raises and focuses the window itself.
 }
 
-void LinuxPlatform::activateWindow(QWindow *window, quint64)
+void LinuxPlatform::activateWindow(QWindow *window, quint64 timestamp)
 {
-    if (!window)
-        return;
-    window->raise();
-    window->requestActivate();
+    x11ActivateWindow(window, static_cast<unsigned int>(timestamp));
 }
 
 bool LinuxPlatform::trayRecoloursIcons() const

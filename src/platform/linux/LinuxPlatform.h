@@ -5,7 +5,7 @@
 // Linux on an X11 session: XGrabKey hotkeys, XTest copy keystroke, PRIMARY selection, Tesseract, XDG
 // autostart, XShape corners. Where the session has no X11 connection, the X11 parts report themselves
 // unavailable and the rest (clipboard text, recognition, autostart) works as usual.
-class LinuxPlatform final : public Platform
+class LinuxPlatform : public Platform
 {
     Q_OBJECT
 

@@ -82,17 +82,18 @@ void ResultWindow::setPlatform(Platform *platform)
     m_platform = platform;
     // Where translucent windows are composited, the style sheet's rounded border shows as it is; the choice
     // has to be made before the native window exists.
-    if (m_platform && !testAttribute(Qt::WA_WState_Created) && m_platform->composesTranslucentWindows())
+    if (m_platform && !testAttribute(Qt::WA_WState_Created) && m_platform->composesTranslucentWindows()) {
         setAttribute(Qt::WA_TranslucentBackground, true);
+        setStyleSheet(ResultWindowStyle::window(vontrelThemeColors(), kCornerRadius));
+    }
 }
 
 void ResultWindow::setupUi()
 {
     const ThemeColors colors = vontrelThemeColors();
     // Without a compositor the corners outside a rounded border could only be cut away, and a cut goes
-    // through the border; square corners keep it whole.
-    const int radius = testAttribute(Qt::WA_TranslucentBackground) ? kCornerRadius : 0;
-    setStyleSheet(ResultWindowStyle::window(colors, radius));
+    // through the border; square corners keep it whole. setPlatform() rounds them where it can.
+    setStyleSheet(ResultWindowStyle::window(colors, 0));
 
     m_mainLayout = new QVBoxLayout(this);
     m_mainLayout->setSpacing(12);

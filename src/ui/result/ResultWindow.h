@@ -76,6 +76,7 @@ public:
     void showError(const QString &message) override { setError(message); }
     void showMessage(Message message) override;
     void present() override;
+    void setActivationTime(quint64 time) override { m_activationTime = time; }
     void discard() override;
 
 signals:
@@ -96,6 +97,7 @@ protected:
 
 private:
     Platform *m_platform = nullptr;
+    quint64 m_activationTime = 0;
     void setupUi();
     void refresh();
     void updateCopyButtonsState();

@@ -213,6 +213,8 @@ void ResultWindow::present()
     show();
     raise();
     activateWindow();
+    if (m_platform && m_activationTime != 0)
+        m_platform->activateWindow(windowHandle(), m_activationTime);
 }
 
 void ResultWindow::discard()

@@ -1,0 +1,79 @@
+#include "platform/linux/WaylandPlatform.h"
+
+#include "platform/linux/PortalHotkeyBackend.h"
+#include "platform/linux/PortalScreenshot.h"
+#include "platform/linux/X11SelectedTextProvider.h"
+#include "platform/linux/X11Session.h"
+
+#include <QDebug>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QScreen>
+#include <QWindow>
+
+WaylandPlatform::WaylandPlatform(const QDBusConnection &bus)
+    : m_bus(bus)
+{}
+
+bool WaylandPlatform::isWaylandSession()
+{
+    return !X11Session::connection() && QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+std::unique_ptr<IHotkeyBackend> WaylandPlatform::createHotkeyBackend()
+{
+    return std::make_unique<PortalHotkeyBackend>(m_bus);
+}
+
+std::unique_ptr<ISelectedTextProvider> WaylandPlatform::createSelectedTextProvider()
+{
+    // Qt reads the primary selection through the compositor's primary-selection protocol; the provider only
+    // uses QClipboard, so the X11 one serves here too.
+    return std::make_unique<X11SelectedTextProvider>();
+}
+
+void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
+                                 std::function<void(const ScreenGrab &)> done)
+{
+    auto *portal = new PortalScreenshot(m_bus, context);
+    const QPointer<QScreen> target = screen;
+    auto finish = [portal, done](const ScreenGrab &grab) {
+        portal->deleteLater();
+        done(grab);
+    };
+    connect(portal, &PortalScreenshot::taken, portal, [finish, target](const QImage &whole) {
+        if (!target) {
+            finish({{}, QStringLiteral("The screen went away during the screenshot")});
+            return;
+        }
+        const QImage part =
+            PortalScreenshot::screenPart(whole, target->virtualGeometry(), target->geometry());
+        finish({part, part.isNull() ? QStringLiteral("The portal's screenshot is empty") : QString()});
+    });
+    connect(portal, &PortalScreenshot::failed, portal, [finish](const QString &reason) {
+        finish({{}, QStringLiteral("Screenshot portal: %1").arg(reason)});
+    });
+    connect(portal, &PortalScreenshot::unavailable, portal, [finish](const QString &interfaceName) {
+        finish({{},
+                QCoreApplication::translate("WaylandPlatform",
+                                            "This desktop's portal has no %1 interface, so screen capture "
+                                            "is off.")
+                    .arg(interfaceName)});
+    });
+    portal->take();
+}
+
+bool WaylandPlatform::hasPermission(Permission)
+{
+    // Nothing is granted up front: the portal asks the user when a hotkey is bound or a screenshot taken.
+    return true;
+}
+
+void WaylandPlatform::activateWindow(QWindow *window, quint64)
+{
+    // A Wayland compositor decides focus itself; the portal's timestamps are not activation tokens.
+    if (!window)
+        return;
+    window->raise();
+    window->requestActivate();
+}

@@ -2,12 +2,13 @@
 #
 # One Qt Test executable under CTest. Every test runs through tests/support/run-test.sh, which gives it a
 # private HOME, XDG_CONFIG_HOME and TMPDIR; a test labelled x11 also gets an Xvfb server of its own, one
-# labelled wayland a headless Wayland compositor and a private session bus, one labelled dbus the private
-# bus on the offscreen platform; the others run on the offscreen platform without a bus. Tests labelled x11
-# exist only where X11 is the backend.
+# labelled wayland a Wayland compositor (weston) and a private session bus, one labelled dbus the private bus
+# on the offscreen platform; the others run on the offscreen platform without a bus. Tests labelled x11,
+# wayland or dbus exercise the Linux backend and exist only where it is built.
 function(vontrel_add_test)
     cmake_parse_arguments(ARG "GUILESS" "NAME;TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
-    if("x11" IN_LIST ARG_LABELS AND NOT VONTREL_PLATFORM STREQUAL "linux")
+    if(("x11" IN_LIST ARG_LABELS OR "wayland" IN_LIST ARG_LABELS OR "dbus" IN_LIST ARG_LABELS)
+       AND NOT VONTREL_PLATFORM STREQUAL "linux")
         return()
     endif()
     add_executable(${ARG_NAME} ${ARG_SOURCES})

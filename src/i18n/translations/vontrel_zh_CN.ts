@@ -390,6 +390,29 @@ Capture screenshots, recognize text, and translate instantly.</source>
     </message>
 </context>
 <context>
+    <name>PortalHotkeyBackend</name>
+    <message>
+        <source>The desktop did not grant the global hotkeys. You can still use the tray menu, or change the hotkeys in Preferences to be asked again.</source>
+        <translation>桌面没有授予全局快捷键。你仍可以使用托盘菜单，或在偏好设置中更改快捷键以再次请求。</translation>
+    </message>
+    <message>
+        <source>This desktop&apos;s portal has no %1 interface, so global hotkeys are off. Use the tray menu instead.</source>
+        <translation>此桌面的门户没有 %1 接口，因此全局快捷键不可用。请改用托盘菜单。</translation>
+    </message>
+    <message>
+        <source>The %1 hotkey uses a key the desktop cannot bind.</source>
+        <translation>%1 快捷键使用了桌面无法绑定的按键。</translation>
+    </message>
+    <message>
+        <source>Capture a screen region and translate it</source>
+        <translation>截取屏幕区域并翻译</translation>
+    </message>
+    <message>
+        <source>Translate the selected or copied text</source>
+        <translation>翻译选中或复制的文字</translation>
+    </message>
+</context>
+<context>
     <name>PreferencesWindow</name>
     <message>
         <source>General</source>
@@ -534,6 +557,10 @@ Reverted to the previous working hotkeys.</source>
         <source>Global hotkeys are not active.</source>
         <translation>全局快捷键未生效。</translation>
     </message>
+    <message>
+        <source>Global Hotkeys Unavailable</source>
+        <translation>全局快捷键不可用</translation>
+    </message>
 </context>
 <context>
     <name>ResultCornerButtons</name>
@@ -652,6 +679,10 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>No text to process</source>
         <translation>没有可处理的文字</translation>
+    </message>
+    <message>
+        <source>Screen capture failed: %1</source>
+        <translation>截屏失败：%1</translation>
     </message>
 </context>
 <context>
@@ -776,6 +807,13 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>Later</source>
         <translation>稍后</translation>
+    </message>
+</context>
+<context>
+    <name>WaylandPlatform</name>
+    <message>
+        <source>This desktop&apos;s portal has no %1 interface, so screen capture is off.</source>
+        <translation>此桌面的门户没有 %1 接口，因此截屏不可用。</translation>
     </message>
 </context>
 </TS>

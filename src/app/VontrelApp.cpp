@@ -167,10 +167,11 @@ void VontrelApp::createServices()
     ConfigManager *config = ConfigManager::instance();
 
     m_captureService = std::make_unique<CaptureService>();
-    m_captureService->setScreenSource([platform = m_platform.get()](QScreen *screen, QObject *context,
-                                                                    auto done) {
-        platform->grabScreen(screen, context, [done](const ScreenGrab &grab) { done(grab.image, grab.error); });
-    });
+    m_captureService->setScreenSource(
+        [platform = m_platform.get()](QScreen *screen, QObject *context, auto done) {
+            platform->grabScreen(screen, context,
+                                 [done](const ScreenGrab &grab) { done(grab.image, grab.error); });
+        });
     m_clipboardService = std::make_unique<ClipboardService>();
     m_hotkeyManager = m_hotkeyBackendForTesting
                           ? std::make_unique<HotkeyManager>(std::move(m_hotkeyBackendForTesting))
@@ -237,8 +238,8 @@ void VontrelApp::start()
         appendDebugLog(QStringLiteral("Hotkey triggered id=%1").arg(hotkeyId));
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
-    // A desktop portal answers the binding later, and may refuse it or lack the interface; each reason is told
-    // once, and the tray keeps working.
+    // A desktop portal answers the binding later, and may refuse it or lack the interface; each reason is
+    // told once, and the tray keeps working.
     connect(m_hotkeyManager.get(), &HotkeyManager::registrationFailed, this, [this](const QString &error) {
         if (m_toldHotkeyFailures.contains(error))
             return;

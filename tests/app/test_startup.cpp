@@ -4,7 +4,6 @@
 #include "app/SingleInstance.h"
 #include "app/VontrelApp.h"
 #include "config/ConfigManager.h"
-#include "platform/HotkeyManager.h"
 #include "update/UpdateChecker.h"
 
 #include <QApplication>
@@ -92,23 +91,6 @@ private slots:
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(QString::fromLocal8Bit(second.readAllStandardOutput()),
                  QStringLiteral("Vontrel is already running; its Preferences window has been opened.\n"));
-    }
-
-    void emptyHotkeyDoesNotTakeTheOthersCombination()
-    {
-        QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
-        ConfigManager::instance()->resetToDefaults();
-        // What the Hotkeys page stores when the capture hotkey takes the clipboard hotkey's default.
-        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
-        ConfigManager::instance()->setCaptureHotkey(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
-        auto backend = std::make_unique<FakeHotkeyBackend>();
-        const std::shared_ptr<FakeHotkeyBackend::State> hotkeys = backend->state();
-        VontrelApp app;
-        app.setInteractive(false);
-        app.setHotkeyBackendForTesting(std::move(backend));
-        app.start();
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_2);
-        QVERIFY(!hotkeys->grabbed.contains(HotkeyManager::ClipboardTextHotkey));
     }
 
     void settingsNoticeIsShownAndLogIsPrivate()

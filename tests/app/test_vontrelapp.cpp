@@ -14,7 +14,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMenu>
-#include <QRegularExpression>
 #include <QSystemTrayIcon>
 #include <QTest>
 
@@ -72,8 +71,6 @@ private slots:
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
-        QCOMPARE(root.value("ai").toObject().size(), 5);
-        QVERIFY(!root.value("ai").toObject().value("target_language").toString().isEmpty());
         // The default hotkeys stand in at run time but are not stored.
         QCOMPARE(root.value("hotkeys").toObject().value("capture").toString(), QString());
         QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
@@ -113,16 +110,22 @@ private slots:
             texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
         QCOMPARE(texts, QStringList({"AI Action (Text Screenshot)", "AI Action (Selected/Clipboard Text)",
                                      "-", "Check for Updates...", "Preferences...", "-", "Quit"}));
-        for (QAction *action : actions) {
-            if (!action->isSeparator())
-                QVERIFY2(!action->icon().isNull(), qPrintable(action->text()));
-        }
-        QCOMPARE(app->quitAction()->shortcut(), QKeySequence(QKeySequence::Quit));
         // The shortcuts only label the entries; the tooltip names them too.
         QCOMPARE(app->trayIcon()->toolTip(),
                  QStringLiteral("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
                      .arg(kMetaShift1.toString(QKeySequence::NativeText),
                           kMetaShift2.toString(QKeySequence::NativeText)));
+    }
+
+    void emptyHotkeyDoesNotTakeTheOthersCombination()
+    {
+        // What the Hotkeys page stores when the capture hotkey takes the clipboard hotkey's default.
+        ConfigManager::instance()->setCaptureHotkey(kMetaShift2);
+        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
+        auto app = makeApp(&hotkeys);
+        app->start();
+        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_2);
+        QVERIFY(!hotkeys->grabbed.contains(HotkeyManager::ClipboardTextHotkey));
     }
 
     void failedStartupRegistration()
@@ -182,7 +185,6 @@ private slots:
                                             "Reverted to the previous working hotkeys.")));
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
         QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
-        QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
 
         // A failure after editing says why and takes the working pair back, rather than leaving none.
         hotkeys->registerStatus.clear();
@@ -198,7 +200,6 @@ private slots:
         QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
         QCOMPARE(hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
-        QCOMPARE(app->lastWorkingCaptureHotkey(), kMetaShift1);
     }
 
     void menuUpdateCheck()
@@ -226,19 +227,6 @@ private slots:
         QCOMPARE(app->shownMessages().last(), QStringLiteral("Check for Updates\nYou're up to date."));
         QTest::qWait(500);
         QCOMPARE(app->shownMessages().size(), 2); // the refused connection's answer came too late
-    }
-
-    void debugLogLines()
-    {
-        QVERIFY(debugLogPath().startsWith(qEnvironmentVariable("TMPDIR")));
-        QFile::remove(debugLogPath());
-        appendDebugLog(QStringLiteral("Hotkey triggered id=1"));
-        appendDebugLog(QStringLiteral("Hotkey triggered id=3"));
-        QFile file(debugLogPath());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QRegularExpression lines(
-            QStringLiteral(R"(^(\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2} Hotkey triggered id=\d\n){2}$)"));
-        QVERIFY(lines.match(QString::fromUtf8(file.readAll())).hasMatch());
     }
 };
 

@@ -3,14 +3,11 @@
 
 #include "SessionRig.h"
 
-#include "session/AiRuns.h"
-
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QPointer>
 #include <QSignalSpy>
-#include <QTimer>
 
 #include <optional>
 
@@ -35,11 +32,7 @@ class FakeView final : public QObject, public IResultView
 public:
     void setRequests(Requests value) override { requests = std::move(value); }
     void showRecognising(const QImage &) override { recognising = true; }
-    void showSource(const QString &text, bool isEditable) override
-    {
-        source = text;
-        editable = isEditable;
-    }
+    void showSource(const QString &text, bool) override { source = text; }
     void beginResult() override
     {
         running = true;
@@ -57,7 +50,7 @@ public:
         running = false;
         error = message;
     }
-    void showMessage(Message value) override { message = value; }
+    void showMessage(Message) override {}
     void present() override { presented = true; }
     void setPinned(bool value) override
     {
@@ -83,21 +76,12 @@ public:
     Requests requests;
     bool recognising = false;
     bool presented = false;
-    bool editable = false;
     bool running = false;
     bool pinned = false;
     QString source;
     QString result;
     QString error;
     std::optional<ResultEnd> end;
-    std::optional<Message> message;
-};
-
-class FixedSelection final : public ISelectedTextProvider
-{
-public:
-    QString selectedText() override { return text; }
-    QString text;
 };
 
 void setClipboard(const Formats &formats)
@@ -127,9 +111,7 @@ class TestSessionController : public QObject
 private slots:
     void init();
     void cleanup();
-    void lateCopyIsUndone();
     void secondPressTakesOverWaitingFallback();
-    void selectionProviderInsteadOfKeystroke();
     void hotkeyDuringPauseCancelsRequest();
     void recognitionOutcomes_data();
     void recognitionOutcomes();
@@ -179,25 +161,6 @@ FakeView *TestSessionController::pressAndWait(int hotkey)
     return m_rig->waitForNewWindow<FakeView>(old, kBound, shown);
 }
 
-void TestSessionController::lateCopyIsUndone()
-{
-    setClipboard({{"text/plain", "original"}, {"text/html", "<i>original</i>"}});
-    const Formats before = clipboardFormats();
-    // The other application answers the keystroke only after the wait is over.
-    setCopy([] {
-        QTimer::singleShot(400,
-                           [] { QGuiApplication::clipboard()->setText(QStringLiteral("late selection")); });
-        return true;
-    });
-    QSignalSpy changes(&m_rig->clipboard, &ClipboardService::clipboardChanged);
-    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(window);
-    QCOMPARE(window->source, QStringLiteral("original"));
-    QCOMPARE(m_rig->controller->inputSource(), SessionController::Clipboard);
-    QTRY_VERIFY_WITH_TIMEOUT(changes.size() >= 2, kBound); // the late copy landed and was undone
-    QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
-}
-
 void TestSessionController::secondPressTakesOverWaitingFallback()
 {
     setClipboard({{"text/plain", "user clipboard"}, {"application/x-vontrel-test", "payload"}});
@@ -224,30 +187,6 @@ void TestSessionController::secondPressTakesOverWaitingFallback()
     QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
     QTRY_COMPARE_WITH_TIMEOUT(second->result, QStringLiteral("Hello"), kBound);
     QCOMPARE(m_rig->server.requestCount(), 1);
-}
-
-void TestSessionController::selectionProviderInsteadOfKeystroke()
-{
-    setClipboard({{"text/plain", "clipboard text"}});
-    const Formats before = clipboardFormats();
-    bool keystrokeSent = false;
-    setCopy([&keystrokeSent] { return keystrokeSent = true; });
-    FixedSelection selection;
-    m_rig->controller->setSelectedTextProvider(&selection, [] { return true; });
-
-    selection.text = QStringLiteral("from the provider");
-    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(window);
-    QCOMPARE(window->source, QStringLiteral("from the provider"));
-    QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
-
-    // Nothing selected: the clipboard's text, as with the keystroke.
-    selection.text.clear();
-    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(window);
-    QCOMPARE(window->source, QStringLiteral("clipboard text"));
-    QVERIFY(!keystrokeSent);
-    QCOMPARE(clipboardFormats(), before);
 }
 
 void TestSessionController::hotkeyDuringPauseCancelsRequest()
@@ -339,14 +278,12 @@ void TestSessionController::stopAndCloseEndTheirRun()
     QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
     window->requests.stop();
     QCOMPARE(window->end, IResultView::ResultEnd::Stopped);
-    QCOMPARE(m_rig->controller->state(), SessionController::Done);
     QCOMPARE(m_rig->controller->runningRequestCount(), 0);
 
     // Enter in the window sends the text again; closing it ends that run too.
     window->requests.translate(QStringLiteral("edited text"));
     QTRY_COMPARE_WITH_TIMEOUT(m_rig->server.requestCount(), 2, kBound);
     QCOMPARE(m_rig->promptInput(-1), QStringLiteral("edited text"));
-    QCOMPARE(m_rig->controller->runningRequestCount(), 1);
     QPointer<FakeView> closed = window;
     window->close();
     QTRY_VERIFY(closed.isNull());
@@ -372,7 +309,6 @@ void TestSessionController::providerChangeReachesNextRun()
     copyAnswers(QStringLiteral("text"));
     FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
-    QTRY_COMPARE(m_rig->controller->aiRuns()->idleCount(), 1); // the client waits for the next run
 
     LoopbackHttpServer other;
     QVERIFY(other.listen());
@@ -381,12 +317,6 @@ void TestSessionController::providerChangeReachesNextRun()
     window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("from the new provider"), kBound);
     QCOMPARE(m_rig->server.requestCount(), 1);
-
-    // Unconfigured: the window says so and nothing is sent.
-    ConfigManager::instance()->setApiKey(QString());
-    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QCOMPARE(window->error, QStringLiteral("AI not configured. Please set API key."));
-    QCOMPARE(other.requestCount(), 1);
 }
 
 QTEST_MAIN(TestSessionController)

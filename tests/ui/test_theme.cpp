@@ -31,14 +31,6 @@ private slots:
         QTEST(vontrelThemeColors().isDark, "dark");
     }
 
-    void colourSets()
-    {
-        for (bool dark : {false, true})
-            QCOMPARE(vontrelThemeColorsFor(dark).buttonText, vontrelThemeColorsFor(dark).textPrimary);
-        QCOMPARE(vontrelThemeColorsFor(true).errorColor, QStringLiteral("#ff6b6b"));
-        QCOMPARE(vontrelThemeColorsFor(false).inputFocusBorder, QStringLiteral("#8a8a8a"));
-    }
-
     void tintKeepsAlpha()
     {
         QSvgRenderer renderer(QStringLiteral(":/icons/copy.svg"));

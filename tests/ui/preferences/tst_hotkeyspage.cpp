@@ -87,17 +87,6 @@ private slots:
         QCOMPARE(pair(config->captureHotkey(), config->clipboardTextHotkey()), stored ? shown : before);
     }
 
-    void openingStoresNothing()
-    {
-        ConfigManager *config = ConfigManager::instance();
-        QCOMPARE(pair(HotkeysPage().captureHotkey(), HotkeysPage().clipboardTextHotkey()),
-                 "Meta+Shift+1|Meta+Shift+2");
-        config->setCaptureHotkey(seq(QStringLiteral("F5")));
-        QSignalSpy changed(config, &ConfigManager::configChanged);
-        QVERIFY(HotkeysPage().warningText().startsWith(QLatin1String("Invalid capture hotkey")));
-        QVERIFY(changed.isEmpty() && config->captureHotkey() == seq(QStringLiteral("F5")));
-    }
-
     void openingNeverShowsOneCombinationTwice_data()
     {
         QTest::addColumn<QString>("stored");

@@ -103,31 +103,16 @@ private slots:
             QStringLiteral("The provider sent nothing for 0.3 seconds; the answer is incomplete.");
 
         QTest::newRow("accepts and says nothing") << ScriptedResponse::silent() << "" << noAnswer;
-        QTest::newRow("headers, then nothing")
-            << ScriptedResponse::sse().holdUntilReleased() << "" << noAnswer;
         QTest::newRow("stalls after the first piece")
             << ScriptedResponse::sse().send(hello).holdUntilReleased() << "Hello" << stalled;
         QTest::newRow("[DONE], then the connection stays open")
             << ScriptedResponse::sse().send(Sse::stream({QStringLiteral("Hello")})).holdUntilReleased()
             << "Hello" << QString();
-        QTest::newRow("keep-alive comments reset the idle limit")
-            << ScriptedResponse::sse()
-                   .send(hello)
-                   .pause(200)
-                   .send(": ping\n")
-                   .pause(200)
-                   .send(Sse::stream({QStringLiteral(" world")}))
-            << "Hello world" << QString();
 
         QTest::newRow("endless stream")
             << ScriptedResponse::sse().repeat(Sse::delta(QStringLiteral("la"))) << "lalala*" << kTooMuch;
-        QTest::newRow("endless comment lines")
-            << ScriptedResponse::sse().repeat(": nothing to see\n") << "" << kTooMuch;
         QTest::newRow("closed mid-line")
             << ScriptedResponse::sse().send(hello + "data: {\"choices\":[{\"del").closeConnection() << "Hello"
-            << kCutOff;
-        QTest::newRow("closed mid-chunk")
-            << ScriptedResponse::sse().send(hello).sendRaw("40\r\ndata: {\"cho").closeConnection() << "Hello"
             << kCutOff;
         QTest::newRow("closed mid-line after a finish reason")
             << ScriptedResponse::sse()
@@ -152,9 +137,6 @@ private slots:
             << ScriptedResponse::sse().send(hello + "event: error\ndata: {\"message\":\"Overloaded\"}\n\n")
             << "Hello"
             << "API error: Overloaded";
-        QTest::newRow("event: error with plain text")
-            << ScriptedResponse::sse().send("event: error\ndata: upstream timed out\n\n") << ""
-            << "API error: upstream timed out";
         QTest::newRow("empty body") << ScriptedResponse::json(200, "") << ""
                                     << "The provider sent an empty answer.";
 
@@ -174,8 +156,6 @@ private slots:
                    .send(Sse::stream({QStringLiteral("later")}))
             << "Hello"
             << "API error: Rate limit reached";
-        QTest::newRow("reset mid-stream")
-            << ScriptedResponse::sse().send(hello).pause(20).resetConnection() << "Hello" << kCutOff;
     }
 
     void streamOutcome()
@@ -196,19 +176,6 @@ private slots:
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("again")})));
         QCOMPARE(stream(client.get(), &shown), QString());
         QCOMPARE(shown, QStringLiteral("again"));
-    }
-
-    void stopDuringStallIsSilent()
-    {
-        m_server->enqueue(
-            ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased());
-        const auto client = makeClient();
-        StreamRecorder recorder(client.get());
-        client->completeStreaming(QStringLiteral("p"));
-        QVERIFY(recorder.chunks.wait(kWaitMs));
-        client->cancelRequest();
-        QTest::qWait(2 * testLimits().idleMs);
-        QCOMPARE(recorder.errors.size() + recorder.finished.size(), 0);
     }
 
     // Keep-alive lines beat the idle limit; the total limit still ends the request, keeping the text.
@@ -254,8 +221,6 @@ private slots:
                                    << "API error 404: No such model";
         QTest::newRow("503 detail") << 503 << QByteArray(R"({"detail":"Service is overloaded"})")
                                     << "API error 503: Service is overloaded";
-        QTest::newRow("500 error null")
-            << 500 << QByteArray(R"({"error":null})") << "Network error: * (HTTP 500)";
         QTest::newRow("502 html") << 502 << QByteArray("<html>Bad gateway</html>")
                                   << "Network error: * (HTTP 502)";
     }
@@ -314,38 +279,6 @@ private slots:
         QCOMPARE(streamed, expected);
         QCOMPARE(blocking, expected);
         QCOMPARE(other.requestCount(), 0);
-    }
-
-    void badSettingsAreRefused_data()
-    {
-        QTest::addColumn<QString>("url"); // "%1": the loopback server's port
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("error");
-        const QString url = QStringLiteral("http://127.0.0.1:%1/v1");
-        const QString badKey = QStringLiteral(
-            "The API key contains a line break or another control character. Paste the key again.");
-        QTest::newRow("key with CR LF") << url << "sk-a\r\nX-Injected: 1" << badKey;
-        QTest::newRow("key with NUL") << url << QStringLiteral("sk-a") + QChar(0) + "b" << badKey;
-        QTest::newRow("url with LF") << "http://127.0.0.1:%1/v1\nX-Injected: 1"
-                                     << "sk-a"
-                                     << "The API URL contains a line break or another control character.";
-        QTest::newRow("url without scheme") << "127.0.0.1:%1/v1"
-                                            << "sk-a"
-                                            << "The API URL is not an http or https address.";
-    }
-
-    void badSettingsAreRefused()
-    {
-        QFETCH(QString, url);
-        QFETCH(QString, key);
-        QFETCH(QString, error);
-        const auto client = makeClient(url.arg(QUrl(m_server->baseUrl()).port()), key);
-        StreamRecorder recorder(client.get());
-        client->completeStreaming(QStringLiteral("p"));
-        QCOMPARE(recorder.error(), error); // before completeStreaming returned
-        QCOMPARE(client->complete(QStringLiteral("p")), QString());
-        QCOMPARE(client->lastError(), error);
-        QCOMPARE(m_server->requestCount(), 0);
     }
 
     void passwordInUrlIsNeverPrinted()

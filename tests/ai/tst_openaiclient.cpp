@@ -4,12 +4,9 @@
 #include "ai/OpenAIClient.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
 #include <QSignalSpy>
 #include <QSysInfo>
 #include <QTest>
-
-#include <atomic>
 
 Q_DECLARE_METATYPE(ScriptedResponse)
 
@@ -35,12 +32,7 @@ class TestOpenAIClient final : public QObject
     std::unique_ptr<LoopbackHttpServer> m_server;
 
 private slots:
-    void initTestCase()
-    {
-        QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7"));
-        // Some checks read the client's debug lines, which are off by default.
-        QLoggingCategory::setFilterRules(QStringLiteral("vontrel.ai.debug=true"));
-    }
+    void initTestCase() { QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7")); }
     void init()
     {
         m_server = std::make_unique<LoopbackHttpServer>();
@@ -104,22 +96,10 @@ private slots:
                                QStringLiteral(" 🙂🚀\n“q”")};
         const QStringList xy{QStringLiteral("x"), QStringLiteral("y")};
         QTest::newRow("utf-8 in 1-byte pieces") << Sse::stream(utf8) << 1 << utf8;
-        QTest::newRow("utf-8 in 1..7-byte pieces") << Sse::stream(utf8) << 7 << utf8;
-        QTest::newRow("crlf") << (Sse::delta("x", "\r\n\r\n") + Sse::delta("y", "\r\n\r\n") +
-                                  "data: [DONE]\r\n\r\n")
-                              << 5 << xy;
-        // CR LF split between two reads must not count as two line endings, nor a bare CR as none.
-        QTest::newRow("bare cr") << (Sse::delta("x", "\r\r") + Sse::delta("y", "\r\r") + "data: [DONE]\r\r")
-                                 << 3 << xy;
+        // In pieces of up to two bytes, CR LF is often split between reads: still one line ending.
         QTest::newRow("cr, lf and crlf mixed")
             << (": hi\r" + Sse::delta("x", "\r\n\n") + Sse::delta("y", "\n\r") + "data: [DONE]\r\n") << 2
             << xy;
-        QTest::newRow("comments, fields, keep-alive")
-            << (": keep-alive\n\nevent: message\nid: 7\nretry: 10\n" + Sse::delta("x") + ":\n\n  \n" +
-                Sse::delta("y"))
-            << 64 << xy;
-        QTest::newRow("data after [DONE]")
-            << ("data: [DONE]\n\n" + Sse::delta("x") + Sse::delta("y") + "data: [DONE]\n") << 64 << xy;
         QTest::newRow("role-only, null, empty, non-string")
             << QByteArray("data: {\"choices\":[{\"delta\":{\"role\":\"assistant\"}}]}\n"
                           "data: {\"choices\":[{\"delta\":{\"role\":\"assistant\",\"content\":null}}]}\n"
@@ -149,48 +129,68 @@ private slots:
         QCOMPARE(recorder.finished.first().at(0).toString(), chunks.join(QString()));
     }
 
-    void unconfiguredFailsAtOnce_data()
+    // Refused before anything is sent; a line break in a header value would smuggle in a header of its own.
+    void badSettingsFailAtOnce_data()
     {
-        QTest::addColumn<QStringList>("urlKeyModel"); // "URL": the loopback server
-        QTest::newRow("no url") << QStringList{"", "k", "m"};
-        QTest::newRow("no key") << QStringList{"URL", "", "m"};
-        QTest::newRow("no model") << QStringList{"URL", "k", ""};
+        QTest::addColumn<QStringList>("urlKeyModel"); // "%1" in the URL: the loopback server's port
+        QTest::addColumn<QString>("error");
+        const QString url = QStringLiteral("http://127.0.0.1:%1/v1");
+        const QString badKey = QStringLiteral(
+            "The API key contains a line break or another control character. Paste the key again.");
+        QTest::newRow("no url") << QStringList{"", "k", "m"} << kNotConfigured;
+        QTest::newRow("no key") << QStringList{url, "", "m"} << kNotConfigured;
+        QTest::newRow("no model") << QStringList{url, "k", ""} << kNotConfigured;
+        QTest::newRow("key with CR LF") << QStringList{url, "sk-a\r\nX-Injected: 1", "m"} << badKey;
+        QTest::newRow("key with NUL")
+            << QStringList{url, QStringLiteral("sk-a") + QChar(0) + "b", "m"} << badKey;
+        QTest::newRow("url with LF") << QStringList{url + "\nX-Injected: 1", "k", "m"}
+                                     << "The API URL contains a line break or another control character.";
+        QTest::newRow("url without scheme")
+            << QStringList{"127.0.0.1:%1/v1", "k", "m"} << "The API URL is not an http or https address.";
     }
 
-    void unconfiguredFailsAtOnce()
+    void badSettingsFailAtOnce()
     {
         QFETCH(QStringList, urlKeyModel);
-        const QString url = urlKeyModel[0].isEmpty() ? QString() : m_server->baseUrl();
+        QFETCH(QString, error);
+        const QString url =
+            urlKeyModel[0].isEmpty() ? QString() : urlKeyModel[0].arg(QUrl(m_server->baseUrl()).port());
         OpenAIClient client(url, urlKeyModel[1], urlKeyModel[2]);
         StreamRecorder recorder(&client);
         client.completeStreaming(QStringLiteral("p"));
-        QCOMPARE(recorder.error(), kNotConfigured); // before completeStreaming returned
+        QCOMPARE(recorder.error(), error); // before completeStreaming returned
         QCOMPARE(client.complete(QStringLiteral("p")), QString());
-        QCOMPARE(client.lastError(), kNotConfigured);
+        QCOMPARE(client.lastError(), error);
         QCOMPARE(m_server->requestCount(), 0);
     }
 
-    void cancelDuringWarmUpSendsNothing()
+    // Once cancelled, a request reports nothing more: during the warm-up it is never sent, and the idle limit
+    // of a stalled stream does not fire afterwards.
+    void cancelIsSilent_data()
     {
-        static std::atomic<bool> cancelLogged{false};
-        static QtMessageHandler previous = nullptr;
-        previous = qInstallMessageHandler(
-            [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-                if (text.contains(QLatin1String("Request cancelled during connection setup")))
-                    cancelLogged = true;
-                previous(type, context, text);
-            });
+        QTest::addColumn<bool>("streaming");
+        QTest::newRow("during the warm-up") << false;
+        QTest::newRow("while the stream stalls") << true;
+    }
+
+    void cancelIsSilent()
+    {
+        QFETCH(bool, streaming);
+        m_server->enqueue(
+            ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased());
         OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-        QSignalSpy finished(&client, &OpenAIClient::streamingFinished);
-        QSignalSpy failed(&client, &OpenAIClient::streamingError);
+        OpenAIClient::Limits limits;
+        limits.idleMs = 100;
+        client.setLimits(limits);
+        StreamRecorder recorder(&client);
         client.completeStreaming(QStringLiteral("p"));
+        if (streaming)
+            QVERIFY(recorder.chunks.wait(kWaitMs));
         client.cancelRequest();
-        const bool logged = QTest::qWaitFor([] { return cancelLogged.load(); }, 10000);
-        qInstallMessageHandler(previous);
-        QVERIFY(logged);
-        QCoreApplication::processEvents();
-        QCOMPARE(m_server->requestCount(), 0);
-        QCOMPARE(finished.count() + failed.count(), 0);
+        // Past the idle limit, and long after a warm-up to this machine would have let the request through.
+        QTest::qWait(300);
+        QCOMPARE(m_server->requestCount(), streaming ? 1 : 0);
+        QCOMPARE(recorder.finished.size() + recorder.errors.size(), 0);
     }
 
     void newRequestReplacesRunningStream()
@@ -257,16 +257,6 @@ private slots:
         QCOMPARE(client.complete(QStringLiteral("p")), answer);
         verifyText(client.lastError(), error);
         QCOMPARE(streamingError.size(), 0);
-    }
-
-    void blockingTimeout()
-    {
-        m_server->enqueue(
-            ScriptedResponse::sse().setHeader("Content-Type", "application/json").holdUntilReleased());
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-        client.setTimeout(0);
-        QCOMPARE(client.complete(QStringLiteral("slow")), QString());
-        QCOMPARE(client.lastError(), QStringLiteral("Request timed out"));
     }
 };
 

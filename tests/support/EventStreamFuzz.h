@@ -9,6 +9,8 @@
 #include <QRandomGenerator>
 #include <QStringList>
 
+#include <tuple>
+
 // Random event streams for the parser: well-formed ones whose pieces are known, and damaged ones that mix in
 // what hostile or broken services send. Shared by the short run in the tests and the long one in bench/ai.
 namespace EventStreamFuzz {
@@ -44,20 +46,16 @@ struct WellFormed
 // Deltas among the lines services send besides them, each line with a random ending.
 inline WellFormed wellFormed(QRandomGenerator &random)
 {
-    static const char *const others[] = {": keep-alive",
-                                         "",
-                                         "event: message",
-                                         "id: 12",
-                                         "retry: 100",
-                                         "data: {\"choices\":[{\"delta\":{\"role\":\"assistant\"}}]}",
-                                         "data: {\"choices\":[]}",
-                                         "data: [DONE]",
-                                         "data: {\"usage\":null}"};
+    static const QList<QByteArray> others =
+        QByteArrayLiteral(
+            ": keep-alive||event: message|id: 12|retry: 100|data: {\"choices\":[{\"delta\":{\"role\":"
+            "\"assistant\"}}]}|data: {\"choices\":[]}|data: [DONE]|data: {\"usage\":null}")
+            .split('|');
     WellFormed stream;
     const int lines = random.bounded(40);
     for (int i = 0; i < lines; ++i) {
         if (random.bounded(3) == 0) {
-            stream.bytes += others[random.bounded(int(std::size(others)))];
+            stream.bytes += others[random.bounded(int(others.size()))];
         } else {
             const QString piece = randomText(random);
             stream.bytes += deltaEvent(piece);
@@ -71,26 +69,12 @@ inline WellFormed wellFormed(QRandomGenerator &random)
 // A well-formed stream with random bytes changed, cut out or put in, among them fragments of hostile input.
 inline QByteArray damaged(QRandomGenerator &random)
 {
-    static const QByteArray fragments[] = {"data: ",
-                                           "data: [DONE]",
-                                           "event: error",
-                                           "\r",
-                                           "\n",
-                                           QByteArray(1, '\0'),
-                                           "\xff\xfe",
-                                           "\xc3",
-                                           "\\u",
-                                           "\\ud83d",
-                                           "1e999999",
-                                           "{\"error\":null}",
-                                           "{\"error\":{}}",
-                                           "\"",
-                                           "[",
-                                           "{\"a\":",
-                                           ":",
-                                           "data:",
-                                           "finish_reason",
-                                           "\"content\":"};
+    // Split at '|'; the NUL byte is one of them.
+    static const QList<QByteArray> fragments =
+        QByteArrayLiteral(
+            "data: |data: [DONE]|event: error|\r|\n|\0|\xff\xfe|\xc3|\\u|\\ud83d|1e999999|{\"error\":null}|"
+            "{\"error\":{}}|\"|[|{\"a\":|:|data:|finish_reason|\"content\":")
+            .split('|');
     QByteArray bytes = wellFormed(random).bytes;
     const int damages = 1 + random.bounded(8);
     for (int i = 0; i < damages; ++i) {
@@ -104,7 +88,7 @@ inline QByteArray damaged(QRandomGenerator &random)
             bytes.remove(at, random.bounded(16));
             break;
         case 2:
-            bytes.insert(at, fragments[random.bounded(int(std::size(fragments)))]);
+            bytes.insert(at, fragments[random.bounded(int(fragments.size()))]);
             break;
         case 3: {
             // Deep nesting, now and then deep enough to overflow a recursive parser's stack.
@@ -141,10 +125,10 @@ struct Outcome
     QString error;
     bool sawData = false, sawEnd = false, incomplete = false;
 
-    bool operator==(const Outcome &other) const
+    bool operator==(const Outcome &o) const
     {
-        return pieces == other.pieces && failed == other.failed && error == other.error &&
-               sawData == other.sawData && sawEnd == other.sawEnd && incomplete == other.incomplete;
+        return std::tie(pieces, failed, error, sawData, sawEnd, incomplete) ==
+               std::tie(o.pieces, o.failed, o.error, o.sawData, o.sawEnd, o.incomplete);
     }
 };
 

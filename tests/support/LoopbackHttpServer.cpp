@@ -10,8 +10,6 @@
 
 #include <chrono>
 
-#include <sys/socket.h>
-
 QByteArray RecordedRequest::header(const QByteArray &name) const
 {
     for (const auto &[key, value] : headers) {
@@ -146,17 +144,8 @@ private:
 
     void writeHead()
     {
-        static const QHash<int, QByteArray> reasons{{200, "OK"},
-                                                    {301, "Moved Permanently"},
-                                                    {302, "Found"},
-                                                    {307, "Temporary Redirect"},
-                                                    {308, "Permanent Redirect"},
-                                                    {401, "Unauthorized"},
-                                                    {403, "Forbidden"},
-                                                    {404, "Not Found"},
-                                                    {429, "Too Many Requests"},
-                                                    {500, "Internal Server Error"},
-                                                    {503, "Service Unavailable"}};
+        // Clients show the reason phrase in their error texts; any other status gets a neutral one.
+        static const QHash<int, QByteArray> reasons{{200, "OK"}, {404, "Not Found"}};
         QByteArray head = "HTTP/1.1 " + QByteArray::number(m_response.m_status) + ' ' +
                           reasons.value(m_response.m_status, "Status") + "\r\n";
         for (const auto &[name, value] : m_response.m_headers)
@@ -184,10 +173,6 @@ private:
             case ScriptedResponse::Write:
                 writeBody(step.bytes);
                 break;
-            case ScriptedResponse::Raw:
-                m_socket->write(step.bytes);
-                m_socket->flush();
-                break;
             case ScriptedResponse::Repeat:
                 if (!writeRepeated(step)) {
                     --m_step; // the same step again once the client has read what is buffered
@@ -205,15 +190,6 @@ private:
             case ScriptedResponse::Hold:
                 m_held = true;
                 return;
-            case ScriptedResponse::Reset: {
-                const linger noLinger{1, 0}; // makes close() send RST instead of FIN
-                ::setsockopt(int(m_socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &noLinger,
-                             sizeof noLinger);
-                m_socket->abort();
-                m_closed = true;
-                deleteLater();
-                return;
-            }
             }
         }
         if (m_closed)

@@ -44,10 +44,7 @@ public:
                                    int pauseMs = 1);
     ScriptedResponse &pause(int ms) { return add(Pause, {}, ms); }
     ScriptedResponse &holdUntilReleased() { return add(Hold); } // until LoopbackHttpServer::releaseHeld()
-    ScriptedResponse &resetConnection() { return add(Reset); }  // TCP RST; nothing after it is sent
     ScriptedResponse &closeConnection() { return add(Close); }  // FIN, as a server that ends too early
-    // Bytes as they are, outside any chunk framing: with close, a body cut off in the middle of a chunk.
-    ScriptedResponse &sendRaw(const QByteArray &bytes) { return add(Raw, bytes); }
     // The bytes count times (forever when negative), written only as fast as the client reads them.
     ScriptedResponse &repeat(const QByteArray &bytes, qint64 count = -1)
     {
@@ -56,7 +53,7 @@ public:
 
 private:
     friend class LoopbackConnection;
-    enum StepKind { Write, Pause, Hold, Reset, Close, Raw, Repeat };
+    enum StepKind { Write, Pause, Hold, Close, Repeat };
     struct Step
     {
         StepKind kind;

@@ -150,100 +150,54 @@ private slots:
         QVERIFY2(!QFile::exists(m_configPath), "the CLI must never write the settings");
     }
 
-    // What a misbehaving service leaves on the terminal: the text that came, then the reason, and status 1.
-    void hostileProvider_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<ScriptedResponse>("response");
-        QTest::addColumn<QByteArray>("out"); // "*" at the end: any longer output
-        QTest::addColumn<QString>("error");
-        const QByteArray hello = Sse::delta(QStringLiteral("Hello"));
-        const QStringList hi{QStringLiteral("hi")};
-        QTest::newRow("stalls after the first piece")
-            << QStringList{"--timeout", "0.5", "hi"}
-            << ScriptedResponse::sse().send(hello).holdUntilReleased() << QByteArray("Hello\n")
-            << "The provider sent nothing for 0.5 seconds; the answer is incomplete.";
-        QTest::newRow("blocking call stalls")
-            << QStringList{"--blocking", "--timeout", "0.5", "hi"}
-            << ScriptedResponse::json(200, "").holdUntilReleased().send("{}") << QByteArray()
-            << "Request timed out";
-        QTest::newRow("cut off mid-line")
-            << hi << ScriptedResponse::sse().send(hello + "data: {\"cho").closeConnection()
-            << QByteArray("Hello\n")
-            << "The connection was closed in the middle of the answer; the answer is incomplete.";
-        QTest::newRow("endless stream")
-            << hi << ScriptedResponse::sse().repeat(Sse::delta(QStringLiteral("la"))) << QByteArray("lalala*")
-            << "The provider sent more than 8 MiB; the answer was stopped there.";
-        QTest::newRow("html page")
-            << hi << ScriptedResponse::json(200, "<html></html>").setHeader("Content-Type", "text/html")
-            << QByteArray() << "The provider answered with text/html, not an event stream.";
-        const ScriptedResponse unauthorized =
-            ScriptedResponse::json(401, R"({"error":{"message":"Incorrect API key provided"}})");
-        QTest::newRow("401") << hi << unauthorized << QByteArray()
-                             << "API error 401: Incorrect API key provided";
-        QTest::newRow("401 blocking") << QStringList{"--blocking", "hi"} << unauthorized << QByteArray()
-                                      << "API error 401: Incorrect API key provided";
-        QTest::newRow("redirect to another server")
-            << hi << ScriptedResponse::redirect(307, "http://127.0.0.1:1/v1/chat/completions") << QByteArray()
-            << "The provider redirected the request to http://127.0.0.1:1; Vontrel does not send the API key "
-               "to "
-               "another server. Set the API URL to the address that answers.";
-        QTest::newRow("line break in the key")
-            << QStringList{"--api-key", "sk-a\r\nX-Injected: 1", "hi"} << ScriptedResponse() << QByteArray()
-            << "The API key contains a line break or another control character. Paste the key again.";
-    }
-    void hostileProvider()
-    {
-        QFETCH(QStringList, arguments);
-        QFETCH(ScriptedResponse, response);
-        QFETCH(QByteArray, out);
-        QFETCH(QString, error);
-        writeConfig();
-        m_server->setFallback(response);
-        const CliResult result = run(arguments);
-        QCOMPARE(result.exitCode, 1);
-        QCOMPARE(QString::fromUtf8(result.err), "vontrel-cli: " + error + '\n');
-        QVERIFY2(out.endsWith('*') ? result.out.startsWith(out.chopped(1)) : result.out == out,
-                 result.out.left(80).constData());
-        QVERIFY(result.out.size() <= 8 * 1024 * 1024 + 1);
-    }
-
+    // What the terminal shows when a translation fails: the text that came, then the reason, and the status.
+    // The reasons themselves are the client's; here --timeout must reach both kinds of request, and input or
+    // options that cannot work must fail before anything is sent.
     void failures_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<bool>("configured");
-        QTest::addColumn<QByteArray>("stream"); // empty: no request may be made
+        QTest::addColumn<QList<ScriptedResponse>>("responses"); // none: no request may be made
+        QTest::addColumn<QByteArray>("out");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("error");
-        QTest::newRow("error object")
-            << QStringList{"hi"} << true
-            << Sse::delta("partial") + "data: {\"error\":{\"message\":\"quota\"}}\n\n"
-            << 1 << "vontrel-cli: API error: quota";
-        QTest::newRow("missing key") << QStringList{"hi"} << false << QByteArray() << 1
-                                     << "vontrel-cli: AI not configured. Please set API key.";
-        QTest::newRow("blank input") << QStringList{" ", "\n"} << true << QByteArray() << 1
-                                     << "vontrel-cli: Input text is empty";
-        QTest::newRow("unknown action") << QStringList{"--action", "poem", "hi"} << true << QByteArray() << 2
-                                        << "vontrel-cli: unknown action 'poem'";
+        const QList<ScriptedResponse> none;
+        QTest::newRow("stalls after the first piece")
+            << QStringList{"--timeout", "0.5", "hi"} << true
+            << QList{ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased()}
+            << QByteArray("Hello\n") << 1
+            << "The provider sent nothing for 0.5 seconds; the answer is incomplete.";
+        QTest::newRow("blocking call stalls")
+            << QStringList{"--blocking", "--timeout", "0.5", "hi"} << true
+            << QList{ScriptedResponse::json(200, "").holdUntilReleased().send("{}")} << QByteArray() << 1
+            << "Request timed out";
+        QTest::newRow("missing key") << QStringList{"hi"} << false << none << QByteArray() << 1
+                                     << "AI not configured. Please set API key.";
+        QTest::newRow("blank input") << QStringList{" ", "\n"} << true << none << QByteArray() << 1
+                                     << "Input text is empty";
+        QTest::newRow("unknown action") << QStringList{"--action", "poem", "hi"} << true << none
+                                        << QByteArray() << 2 << "unknown action 'poem'";
         QTest::newRow("missing prompt file")
-            << QStringList{"--prompt-file", "/nonexistent/p.txt", "hi"} << true << QByteArray() << 2
-            << "vontrel-cli: cannot read /nonexistent/p.txt";
+            << QStringList{"--prompt-file", "/nonexistent/p.txt", "hi"} << true << none << QByteArray() << 2
+            << "cannot read /nonexistent/p.txt";
     }
     void failures()
     {
         QFETCH(QStringList, arguments);
         QFETCH(bool, configured);
-        QFETCH(QByteArray, stream);
+        QFETCH(QList<ScriptedResponse>, responses);
+        QFETCH(QByteArray, out);
         QFETCH(int, exitCode);
         QFETCH(QString, error);
         if (configured)
             writeConfig();
-        if (!stream.isEmpty())
-            m_server->enqueue(ScriptedResponse::sse().send(stream));
+        for (const ScriptedResponse &response : responses)
+            m_server->enqueue(response);
         const CliResult result = run(arguments);
         QCOMPARE(result.exitCode, exitCode);
-        QVERIFY2(QString::fromUtf8(result.err).startsWith(error), result.err.constData());
-        QCOMPARE(m_server->requestCount(), stream.isEmpty() ? 0 : 1);
+        QVERIFY2(QString::fromUtf8(result.err).startsWith("vontrel-cli: " + error), result.err.constData());
+        QCOMPARE(result.out, out);
+        QCOMPARE(m_server->requestCount(), responses.size());
     }
 };
 

@@ -5,6 +5,8 @@
 # labelled wayland a Wayland compositor (weston) and a private session bus, one labelled dbus the private bus
 # on the offscreen platform; the others run on the offscreen platform without a bus. Tests labelled x11,
 # wayland or dbus exercise the Linux backend and exist only where it is built.
+# A test's file is named after it: test_<name>.cpp builds test_<name> (a variant of another test's file,
+# built with a define, is the one exception).
 function(vontrel_add_test)
     cmake_parse_arguments(ARG "GUILESS" "NAME;TIMEOUT" "SOURCES;LABELS;LIBRARIES" ${ARGN})
     if(("x11" IN_LIST ARG_LABELS OR "wayland" IN_LIST ARG_LABELS OR "dbus" IN_LIST ARG_LABELS)

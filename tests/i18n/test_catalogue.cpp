@@ -109,4 +109,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestCatalogue)
-#include "tst_catalogue.moc"
+#include "test_catalogue.moc"

@@ -261,4 +261,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestOpenAIClient)
-#include "tst_openaiclient.moc"
+#include "test_openaiclient.moc"

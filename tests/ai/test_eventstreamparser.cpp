@@ -48,4 +48,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestEventStreamParser)
-#include "tst_eventstreamparser.moc"
+#include "test_eventstreamparser.moc"

@@ -308,4 +308,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestHostileProvider)
-#include "tst_hostileprovider.moc"
+#include "test_hostileprovider.moc"

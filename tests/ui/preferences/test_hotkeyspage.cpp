@@ -145,4 +145,4 @@ private slots:
 };
 
 QTEST_MAIN(TestHotkeysPage)
-#include "tst_hotkeyspage.moc"
+#include "test_hotkeyspage.moc"

@@ -202,4 +202,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestCliTranslate)
-#include "tst_cli_translate.moc"
+#include "test_cli_translate.moc"

@@ -122,4 +122,4 @@ void TestCliOcr::recognisesEachImage()
 }
 
 QTEST_MAIN(TestCliOcr)
-#include "tst_cli_ocr.moc"
+#include "test_cli_ocr.moc"

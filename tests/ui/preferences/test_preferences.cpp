@@ -232,4 +232,4 @@ int main(int argc, char *argv[])
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_preferences.moc"
+#include "test_preferences.moc"

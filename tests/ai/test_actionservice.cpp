@@ -107,4 +107,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestActionService)
-#include "tst_actionservice.moc"
+#include "test_actionservice.moc"

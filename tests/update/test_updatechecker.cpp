@@ -115,4 +115,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestUpdateChecker)
-#include "tst_updatechecker.moc"
+#include "test_updatechecker.moc"

@@ -118,4 +118,4 @@ private slots:
 };
 
 QTEST_MAIN(TestPreferencesScreens)
-#include "tst_preferencesscreens.moc"
+#include "test_preferencesscreens.moc"

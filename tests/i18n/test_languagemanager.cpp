@@ -83,4 +83,4 @@ int main(int argc, char *argv[])
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_languagemanager.moc"
+#include "test_languagemanager.moc"

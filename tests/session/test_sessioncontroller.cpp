@@ -33,23 +33,10 @@ public:
     void setRequests(Requests value) override { requests = std::move(value); }
     void showRecognising(const QImage &) override { recognising = true; }
     void showSource(const QString &text, bool) override { source = text; }
-    void beginResult() override
-    {
-        running = true;
-        result.clear();
-        error.clear();
-    }
+    void beginResult() override { result.clear(); }
     void appendResult(const QString &chunk) override { result += chunk; }
-    void endResult(ResultEnd how) override
-    {
-        running = false;
-        end = how;
-    }
-    void showError(const QString &message) override
-    {
-        running = false;
-        error = message;
-    }
+    void endResult(ResultEnd how) override { end = how; }
+    void showError(const QString &message) override { error = message; }
     void showMessage(Message) override {}
     void present() override { presented = true; }
     void setPinned(bool value) override
@@ -76,7 +63,6 @@ public:
     Requests requests;
     bool recognising = false;
     bool presented = false;
-    bool running = false;
     bool pinned = false;
     QString source;
     QString result;
@@ -247,7 +233,6 @@ void TestSessionController::pinnedWindowsOutliveLaterPresses()
     QPointer<FakeView> third = pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QTRY_VERIFY(second.isNull());
     QVERIFY(first && third);
-    QCOMPARE(m_rig->controller->pinnedWindows(), QList<IResultView *>{first.data()});
 
     // Retry in the pinned window streams into it, not into the current one.
     QTRY_COMPARE_WITH_TIMEOUT(third->result, QStringLiteral("Hello"), kBound);
@@ -258,7 +243,6 @@ void TestSessionController::pinnedWindowsOutliveLaterPresses()
 
     first->close();
     QTRY_VERIFY(first.isNull());
-    QVERIFY(m_rig->controller->pinnedWindows().isEmpty());
 
     // Pinned by default: the next window stays when another press comes.
     ConfigManager::instance()->setPinOverlayByDefault(true);
@@ -266,7 +250,6 @@ void TestSessionController::pinnedWindowsOutliveLaterPresses()
     QVERIFY(pinned && pinned->pinned);
     pressAndWait(HotkeyManager::ClipboardTextHotkey);
     QVERIFY(pinned);
-    QCOMPARE(m_rig->controller->pinnedWindows().size(), 2);
 }
 
 void TestSessionController::stopAndCloseEndTheirRun()

@@ -177,8 +177,9 @@ void ResultWindow::showSource(const QString &text, bool editable)
 void ResultWindow::beginResult()
 {
     showTranslation(true);
-    setProcessing(true);
+    // Cleared first: the waiting line is what the user sees until the first chunk arrives.
     clearTranslation();
+    setProcessing(true);
 }
 
 void ResultWindow::endResult(ResultEnd end)

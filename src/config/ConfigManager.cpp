@@ -3,7 +3,6 @@
 #include "log/LogCategories.h"
 
 #include <QDateTime>
-#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>

@@ -82,6 +82,9 @@ struct ScreenGrab
     QString error;
 };
 
+// Grabs `screen` at once through Qt, for systems that may read the screen without asking the user.
+ScreenGrab vontrelGrabScreenNow(QScreen *screen);
+
 // The running system. One object per process, made by the composition root (or a test) and handed to the
 // services that need it. GUI thread only, except where a method says otherwise.
 class Platform : public QObject

@@ -52,15 +52,7 @@ bool LinuxPlatform::canGrabScreen() const
 void LinuxPlatform::grabScreen(QScreen *screen, QObject *context,
                                std::function<void(const ScreenGrab &)> done)
 {
-    ScreenGrab grab;
-    if (!screen) {
-        grab.error = QStringLiteral("No screen to capture");
-    } else {
-        grab.image = screen->grabWindow(0).toImage();
-        grab.image.setDevicePixelRatio(screen->devicePixelRatio());
-        if (grab.image.isNull())
-            grab.error = QStringLiteral("Grabbing the screen failed");
-    }
+    const ScreenGrab grab = vontrelGrabScreenNow(screen);
     if (context)
         done(grab);
 }

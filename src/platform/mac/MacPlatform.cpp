@@ -42,17 +42,9 @@ std::unique_ptr<IAutoStartBackend> MacPlatform::createAutoStartBackend()
 
 void MacPlatform::grabScreen(QScreen *screen, QObject *context, std::function<void(const ScreenGrab &)> done)
 {
-    ScreenGrab grab;
-    if (!screen) {
-        grab.error = QStringLiteral("No screen to capture");
-    } else {
-        // Without Screen Recording access macOS hands back the desktop picture without other applications'
-        // windows, not an error; the session checks the permission before it gets here.
-        grab.image = screen->grabWindow(0).toImage();
-        grab.image.setDevicePixelRatio(screen->devicePixelRatio());
-        if (grab.image.isNull())
-            grab.error = QStringLiteral("Grabbing the screen failed");
-    }
+    // Without Screen Recording access macOS hands back the desktop picture without other applications'
+    // windows, not an error; the session checks the permission before it gets here.
+    const ScreenGrab grab = vontrelGrabScreenNow(screen);
     if (context)
         done(grab);
 }

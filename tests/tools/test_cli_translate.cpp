@@ -117,17 +117,6 @@ private slots:
             prompt.endsWith("\n\nInput:\nGood morning"));
     }
 
-    void readsStandardInput()
-    {
-        writeConfig();
-        m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("ok")})));
-        const QByteArray input = QStringLiteral("  Zeile eins\nZeile zwei – ß\n").toUtf8();
-        const CliResult result = run({QStringLiteral("-")}, input);
-        QCOMPARE(result.exitCode, 0);
-        QCOMPARE(result.out, QByteArray("ok\n"));
-        QVERIFY(promptOf(m_server->requests().first()).endsWith("\n\nInput:\n" + QString::fromUtf8(input)));
-    }
-
     void optionsOverrideWithoutSaving()
     {
         const QString promptFile = QDir::temp().filePath(QStringLiteral("prompt.txt"));
@@ -136,9 +125,12 @@ private slots:
                 file.write("Render in ${target_language}, keep %1.\n") > 0);
         file.close();
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
+        // "-" reads the text from standard input, kept as it came.
+        const QByteArray input = QStringLiteral("  Zeile eins\nZeile zwei – ß\n").toUtf8();
         const CliResult result = run({"--api-url", m_server->baseUrl(QStringLiteral("/custom/")), "--api-key",
                                       "sk-option", "--model", "option-model", "--target",
-                                      "Brazilian Portuguese", "--prompt-file", promptFile, "hello"});
+                                      "Brazilian Portuguese", "--prompt-file", promptFile, "-"},
+                                     input);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.exitCode, 0);
         const RecordedRequest request = m_server->requests().first();
@@ -146,7 +138,7 @@ private slots:
         QVERIFY(request.header("Authorization") == "Bearer sk-option" &&
                 request.body.contains("option-model"));
         QCOMPARE(promptOf(request),
-                 QStringLiteral("Render in Brazilian Portuguese, keep %1.\n\nInput:\nhello"));
+                 "Render in Brazilian Portuguese, keep %1.\n\nInput:\n" + QString::fromUtf8(input));
         QVERIFY2(!QFile::exists(m_configPath), "the CLI must never write the settings");
     }
 
@@ -175,8 +167,6 @@ private slots:
                                      << "AI not configured. Please set API key.";
         QTest::newRow("blank input") << QStringList{" ", "\n"} << true << none << QByteArray() << 1
                                      << "Input text is empty";
-        QTest::newRow("unknown action") << QStringList{"--action", "poem", "hi"} << true << none
-                                        << QByteArray() << 2 << "unknown action 'poem'";
         QTest::newRow("missing prompt file")
             << QStringList{"--prompt-file", "/nonexistent/p.txt", "hi"} << true << none << QByteArray() << 2
             << "cannot read /nonexistent/p.txt";

@@ -1,12 +1,9 @@
-// ResultWindow on the offscreen platform: corner buttons, streaming, copying, keyboard, sizing,
-// and preview scaling.
+// ResultWindow on the offscreen platform: corner buttons, streaming, copying, keyboard and sizing.
 #include "ui/result/ResultLayout.h"
 #include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QClipboard>
-#include <QLabel>
-#include <QMouseEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -15,7 +12,6 @@
 #include <QToolButton>
 #include <QToolTip>
 
-#include <cmath>
 #include <memory>
 
 using Mode = ResultWindow::Mode;
@@ -32,20 +28,16 @@ class ResultWindowTest final : public QObject
     }
     QTextEdit *source() { return part<QTextEdit>("sourceEdit"); }
     QTextBrowser *view() { return part<QTextBrowser>("translationView"); }
-    QLabel *preview() { return part<QLabel>("previewLabel"); }
-    static QImage filled(const QSize &size, qreal dpr = 1)
+    static QImage filled(const QSize &size)
     {
         QImage image(size, QImage::Format_RGB32);
         image.fill(Qt::darkCyan);
-        image.setDevicePixelRatio(dpr);
         return image;
     }
-    bool open(Mode mode, const QImage &image = QImage())
+    bool open(Mode mode)
     {
         w = std::make_unique<ResultWindow>();
         w->setMode(mode);
-        if (!image.isNull())
-            w->setPreviewImage(image);
         w->show();
         return QTest::qWaitForWindowExposed(w.get());
     }
@@ -132,40 +124,6 @@ private slots:
         QCOMPARE(w->getTranslation(), QStringLiteral("done\n\nfailed"));
         w->close();
         QCOMPARE(closed.count(), 2);
-    }
-
-    void dragOnlyFromBackground_data()
-    {
-        QTest::addColumn<QString>("where");
-        QTest::addColumn<bool>("moves");
-        QTest::newRow("left margin") << "margin" << true;
-        QTest::newRow("source text area") << "source" << false;
-    }
-    void dragOnlyFromBackground()
-    {
-        QFETCH(QString, where);
-        QVERIFY(open(ResultWindow::TextMode));
-        enterState(QStringLiteral("PAp"));
-        w->move(100, 50);
-        QTRY_COMPARE(w->pos(), QPoint(100, 50));
-        const QPoint at = where == QLatin1String("margin")   ? QPoint(8, w->height() / 2)
-                          : where == QLatin1String("source") ? source()->geometry().center()
-                                                             : view()->geometry().center();
-        // As the window system delivers them: to the widget under the pointer, with a global position that
-        // does not move with the window being dragged.
-        QWidget *target = w->childAt(at) ? w->childAt(at) : w.get();
-        const QPoint origin = w->mapToGlobal(QPoint(0, 0));
-        auto send = [&](QEvent::Type type, const QPoint &offset, Qt::MouseButtons buttons) {
-            const QPointF local = target->mapFrom(w.get(), at + offset);
-            QMouseEvent event(type, local, local, origin + at + offset, Qt::LeftButton, buttons,
-                              Qt::NoModifier);
-            QApplication::sendEvent(target, &event);
-        };
-        send(QEvent::MouseButtonPress, QPoint(), Qt::LeftButton);
-        send(QEvent::MouseMove, QPoint(15, 10), Qt::LeftButton);
-        send(QEvent::MouseMove, QPoint(30, 20), Qt::LeftButton);
-        send(QEvent::MouseButtonRelease, QPoint(30, 20), Qt::NoButton);
-        QTEST(w->pos() != QPoint(100, 50), "moves");
     }
 
     void enterKey_data()
@@ -274,33 +232,6 @@ private slots:
         session.showError(QStringLiteral("<b>bad</b> gateway"));
         QCOMPARE(w->getTranslation(), QStringLiteral("Hello, world\n\n<b>bad</b> gateway"));
         QVERIFY(part("retryButton")->isVisible());
-    }
-
-    void previewHeight_data()
-    {
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<qreal>("dpr");
-        QTest::addColumn<int>("expected"); // 0: the exact height for the preview's width
-        QTest::newRow("2:1 landscape is clamped") << QSize(1200, 600) << 1.0 << 160;
-        QTest::newRow("2x capture stays sharp") << QSize(1600, 200) << 2.0 << 0;
-    }
-    void previewHeight()
-    {
-        QFETCH(QSize, size);
-        QFETCH(qreal, dpr);
-        QFETCH(int, expected);
-        QVERIFY(open(ResultWindow::CaptureMode, filled(size, dpr)));
-        const QRect room = preview()->contentsRect();
-        if (expected == 0)
-            expected =
-                int(std::ceil(room.width() * double(size.height()) / size.width())) + 2 * preview()->margin();
-        QCOMPARE(preview()->height(), expected);
-        QTRY_VERIFY(!preview()->pixmap().isNull());
-        const QPixmap pixmap = preview()->pixmap();
-        QCOMPARE(pixmap.devicePixelRatio(), dpr);
-        const QSizeF fit = pixmap.deviceIndependentSize();
-        QVERIFY(fit.width() <= room.width() && fit.height() <= room.height());
-        QCOMPARE(pixmap.width() > room.width(), dpr > 1);
     }
 };
 

@@ -1,11 +1,10 @@
 // ResultWindow on a real X server: activation and focus rules against a window of this process and a
-// window of another X client, placement on the cursor's screen, and corners that never cut the border.
+// window of another X client, and corners that never cut the border.
 #include "platform/Platform.h"
 #include "ui/ThemeColors.h"
 #include "ui/result/ResultWindow.h"
 
 #include <QApplication>
-#include <QCursor>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
@@ -115,21 +114,6 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(!w->isVisible(), kTimeoutMs);
             QCOMPARE(closed.count(), 1);
         }
-    }
-
-    void centredOnCursorScreen()
-    {
-        QScreen *screen = QGuiApplication::primaryScreen();
-        QCursor::setPos(screen, screen->geometry().center() + QPoint(200, 100));
-        auto w = textOverlay();
-        w->show();
-        const QRect room = screen->availableGeometry();
-        QTRY_COMPARE(w->x(), room.left() + (room.width() - w->width()) / 2);
-        // Centred for the height it may grow to: at or above the centre, and still on the screen when grown.
-        QVERIFY(w->y() >= room.top() && w->y() <= room.top() + (room.height() - w->height()) / 2);
-        w->setTranslation(QStringList(40, QStringLiteral("result line")).join(QLatin1Char('\n')));
-        QTRY_VERIFY_WITH_TIMEOUT(w->height() > 400, kTimeoutMs);
-        QVERIFY(w->geometry().bottom() <= room.bottom());
     }
 
     void cornersKeepTheBorderWhole()

@@ -64,17 +64,6 @@ private slots:
         }
     }
 
-    void reRegistrationTearsDownFirst()
-    {
-        Fixture f;
-        QVERIFY(f.manager->registerHotkeys());
-        QVERIFY(f.manager->registerHotkeys(QKeySequence("Ctrl+Alt+1"), QKeySequence("Ctrl+Alt+2")));
-        f.manager.reset(); // destruction releases them
-        QCOMPARE(f.state->calls, (Defaults + QStringList{"unregister 1", "unregister 3", "remove", "install",
-                                                         "register 1 Ctrl+Alt+1", "register 3 Ctrl+Alt+2",
-                                                         "unregister 1", "unregister 3", "remove"}));
-    }
-
     void pressesArriveQueuedAndOnlyWhileAlive()
     {
         Fixture f;

@@ -1,5 +1,4 @@
 #include "FakeLaunchctlRunner.h"
-#include "platform/mac/MacKeyCodes.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -108,7 +107,6 @@ private slots:
         const QString bundled = QStringLiteral("/Applications/Vontrel.app/Contents/MacOS/Vontrel");
         const QByteArray outside = "com.vontrel.Vontrel /opt/vontrel/bin/vontrel";
         QTest::newRow("current") << bundled << Current << LaunchAgentAutoStart::propertyList() << true;
-        QTest::newRow("current emptied by hand") << bundled << Current << QByteArray() << false;
         QTest::newRow("former with marker") << bundled << Former << FormerContent << true;
         QTest::newRow("quoted executable with redundant separators")
             << "  \"/opt//vontrel/./bin/vontrel\" " << Former << outside << true;
@@ -122,16 +120,6 @@ private slots:
         QVERIFY(writeFile(f.file(label), content));
         QTEST(f.agent->isLaunchAgentEnabled(), "installed");
         QVERIFY(f.runner->commands.isEmpty()); // launchd is not asked
-    }
-
-    void keyCodesAndModifiers()
-    {
-        QCOMPARE(macVirtualKeyCode(Qt::Key_A) + macVirtualKeyCode(Qt::Key_0), 29);
-        QCOMPARE(macVirtualKeyCode(Qt::Key_F12) * 1000 + macVirtualKeyCode(Qt::Key_Return), 111036);
-        QCOMPARE(macVirtualKeyCode(Qt::Key_Home), -1);
-        // Meta becomes Command, Control stays Control, Alt is Option; the keypad flag adds nothing.
-        QCOMPARE(macModifierMask(Qt::MetaModifier | Qt::ShiftModifier | Qt::KeypadModifier), 0x0300u);
-        QCOMPARE(macModifierMask(Qt::ControlModifier | Qt::AltModifier), 0x1800u);
     }
 };
 

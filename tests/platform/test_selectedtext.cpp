@@ -42,10 +42,7 @@ private slots:
         QTest::newRow("selected text, trimmed") << QVariant(" hi \n") << noRange << none << none << "hi";
         QTest::newRow("empty ends the read")
             << QVariant("") << QPoint(0, 5) << QVariant("r") << QVariant("v") << "";
-        QTest::newRow("non-string ends the read")
-            << QVariant(QString()) << QPoint(0, 5) << QVariant("r") << none << "";
         QTest::newRow("string for range") << none << QPoint(2, 4) << QVariant(" part ") << none << "part";
-        QTest::newRow("range of length 0") << none << QPoint(2, 0) << QVariant("x") << QVariant("v") << "";
         QTest::newRow("value cut to range")
             << none << QPoint(6, 50) << none << QVariant("hello world") << "world";
         QTest::newRow("range at the end") << none << QPoint(11, 3) << none << QVariant("hello world") << "";
@@ -140,15 +137,6 @@ private slots:
         QCOMPARE(m_state->sleeps, found ? QList<int>() : QList<int>(5, 30000));
         QVERIFY2(m_state->reads.size() <= (found ? 1 : 5) * 402,
                  qPrintable(QString::number(m_state->reads.size())));
-    }
-
-    void logHelpers()
-    {
-        QCOMPARE(Provider::axErrorName(-25212), QStringLiteral("kAXErrorNoValue"));
-        QCOMPARE(Provider::axErrorName(-25215), QStringLiteral("kAXError(unknown)"));
-        QCOMPARE(Provider::logPreview(QStringLiteral("a\nb\tc\rd")), QStringLiteral("a b c d"));
-        QCOMPARE(Provider::logPreview(QString(121, u'x')), QString(120, u'x') + QChar(0x2026));
-        QCOMPARE(Provider::logPreview(QString(120, u'y')), QString(120, u'y'));
     }
 };
 

@@ -10,11 +10,9 @@
 #include "ui/result/ResultWindow.h"
 #include "update/UpdateChecker.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QPainter>
-#include <QPointer>
 
 namespace {
 
@@ -25,16 +23,14 @@ ResultWindow *current(const VontrelApp &app)
     return dynamic_cast<ResultWindow *>(app.sessionController()->currentWindow());
 }
 
-// Waits for a shown result window other than `old` whose translation is complete.
-ResultWindow *waitForTranslation(const VontrelApp &app, const QPointer<ResultWindow> &old)
+bool waitForTranslation(const VontrelApp &app)
 {
-    ResultWindow *window = nullptr;
-    const auto done = [&] {
-        window = current(app);
-        return window && window != old && window->isVisible() &&
-               window->getTranslation() == QLatin1String("Hello");
-    };
-    return QTest::qWaitFor(done, kBound) ? window : nullptr;
+    return QTest::qWaitFor(
+        [&] {
+            ResultWindow *window = current(app);
+            return window && window->isVisible() && window->getTranslation() == QLatin1String("Hello");
+        },
+        kBound);
 }
 
 QList<CaptureOverlay *> shownOverlays()
@@ -101,28 +97,12 @@ void TestWaylandSession::hotkeysTrayAndCapture()
     QVERIFY2(app.shownMessages().isEmpty() && app.shownBalloons().isEmpty(),
              qPrintable((app.shownMessages() + app.shownBalloons()).join(QLatin1Char('|'))));
 
-    // The tray's clipboard entry translates the clipboard text, with no copy keystroke.
-    QGuiApplication::clipboard()->setText(QStringLiteral("Bonjour"));
-    app.clipboardTextAction()->trigger();
-    QPointer<ResultWindow> window = waitForTranslation(app, nullptr);
-    QVERIFY(window);
-    QCOMPARE(server.requests().size(), 1);
-    QVERIFY(server.requests().at(0).body.contains("Bonjour"));
-
-    // The portal's activation of the clipboard-text shortcut opens the same kind of session.
+    // The clipboard-text shortcut translates the clipboard text, with no copy keystroke.
     QGuiApplication::clipboard()->setText(QStringLiteral("Guten Tag"));
     portal.activate(QStringLiteral("clipboard-text"), 1000);
-    window = waitForTranslation(app, window);
-    QVERIFY(window);
-    QVERIFY(server.requests().last().body.contains("Guten Tag"));
-
-    // Changed keys on the Hotkeys page bind again, in a session of their own.
-    app.onHotkeysChanged(QKeySequence(QStringLiteral("Ctrl+Alt+C")),
-                         QKeySequence(QStringLiteral("Ctrl+Alt+T")));
-    QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 2, kBound);
-    QCOMPARE(portal.binds().at(1).preferredTriggers.value(QStringLiteral("capture")),
-             QStringLiteral("CTRL+ALT+c"));
-    QTRY_COMPARE_WITH_TIMEOUT(portal.openSessions().size(), 1, kBound);
+    QVERIFY(waitForTranslation(app));
+    QCOMPARE(server.requests().size(), 1);
+    QVERIFY(server.requests().at(0).body.contains("Guten Tag"));
 
     // The capture shortcut asks the portal for a screenshot and opens the region selector on its file.
     portal.activate(QStringLiteral("capture"), 2000);

@@ -22,6 +22,11 @@ QString xdotool(const QStringList &arguments)
     return QString::fromLocal8Bit(runTool(QStringLiteral("xdotool"), arguments).output).trimmed();
 }
 
+void clickInto(const QString &windowId)
+{
+    xdotool({"mousemove", "--window", windowId, "20", "20", "click", "1"});
+}
+
 bool windowManagerRunning()
 {
     return runTool(QStringLiteral("xprop"),
@@ -79,8 +84,7 @@ void TestX11WindowManager::hotkeyWindowTakesFocusAndYieldsIt()
     HelperProcess other;
     QVERIFY(other.start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen")}));
     const QString otherId = other.readyValue();
-    xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), otherId, QStringLiteral("20"),
-             QStringLiteral("20"), QStringLiteral("click"), QStringLiteral("1")});
+    clickInto(otherId);
     QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
 
     // Twice: the second window opens after the user went back to the other application.
@@ -102,8 +106,7 @@ void TestX11WindowManager::hotkeyWindowTakesFocusAndYieldsIt()
         QVERIFY2(type.contains("_NET_WM_WINDOW_TYPE_UTILITY"), type.constData());
         QVERIFY(!window->windowTitle().isEmpty());
 
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), otherId, QStringLiteral("20"),
-                 QStringLiteral("20"), QStringLiteral("click"), QStringLiteral("1")});
+        clickInto(otherId);
         QTRY_VERIFY_WITH_TIMEOUT(!window || !window->isVisible(), kBound);
         QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
     }

@@ -38,14 +38,13 @@ QString FakePortal::introspect(const QString &path) const
     if (path != kPath)
         return {};
     QString xml;
-    if (m_globalShortcuts)
-        xml += QStringLiteral("<interface name=\"%1\"><property name=\"version\" type=\"u\" access=\"read\"/>"
-                              "</interface>")
-                   .arg(kShortcuts);
-    if (m_screenshotInterface)
-        xml += QStringLiteral("<interface name=\"%1\"><property name=\"version\" type=\"u\" access=\"read\"/>"
-                              "</interface>")
-                   .arg(kScreenshot);
+    for (const auto &[name, present] :
+         {std::pair(kShortcuts, m_globalShortcuts), std::pair(kScreenshot, m_screenshotInterface)}) {
+        if (present)
+            xml += QStringLiteral("<interface name=\"%1\"><property name=\"version\" type=\"u\" "
+                                  "access=\"read\"/></interface>")
+                       .arg(name);
+    }
     return xml;
 }
 
@@ -110,7 +109,6 @@ bool FakePortal::handleMessage(const QDBusMessage &message, const QDBusConnectio
         if (m_bindResponse == 0)
             results.insert(QStringLiteral("shortcuts"), QVariant::fromValue(bound));
         respond(message, token, m_bindResponse, results);
-        emit bindRequested();
         return true;
     }
     if (interface == kScreenshot && member == QLatin1String("Screenshot")) {

@@ -51,9 +51,6 @@ public:
     QString introspect(const QString &path) const override;
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
 
-signals:
-    void bindRequested();
-
 private:
     void respond(const QDBusMessage &call, const QString &token, uint code, const QVariantMap &results);
     QString senderPart(const QDBusMessage &message) const;

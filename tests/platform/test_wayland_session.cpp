@@ -10,9 +10,11 @@
 #include "ui/result/ResultWindow.h"
 #include "update/UpdateChecker.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QPainter>
+#include <QPointer>
 
 namespace {
 
@@ -23,14 +25,16 @@ ResultWindow *current(const VontrelApp &app)
     return dynamic_cast<ResultWindow *>(app.sessionController()->currentWindow());
 }
 
-bool waitForTranslation(const VontrelApp &app)
+// Waits for a shown result window other than `old` whose translation is complete.
+ResultWindow *waitForTranslation(const VontrelApp &app, const QPointer<ResultWindow> &old)
 {
-    return QTest::qWaitFor(
-        [&] {
-            ResultWindow *window = current(app);
-            return window && window->isVisible() && window->getTranslation() == QLatin1String("Hello");
-        },
-        kBound);
+    ResultWindow *window = nullptr;
+    const auto done = [&] {
+        window = current(app);
+        return window && window != old && window->isVisible() &&
+               window->getTranslation() == QLatin1String("Hello");
+    };
+    return QTest::qWaitFor(done, kBound) ? window : nullptr;
 }
 
 QList<CaptureOverlay *> shownOverlays()
@@ -97,12 +101,28 @@ void TestWaylandSession::hotkeysTrayAndCapture()
     QVERIFY2(app.shownMessages().isEmpty() && app.shownBalloons().isEmpty(),
              qPrintable((app.shownMessages() + app.shownBalloons()).join(QLatin1Char('|'))));
 
-    // The clipboard-text shortcut translates the clipboard text, with no copy keystroke.
+    // The tray's clipboard entry translates the clipboard text, with no copy keystroke.
+    QGuiApplication::clipboard()->setText(QStringLiteral("Bonjour"));
+    app.clipboardTextAction()->trigger();
+    QPointer<ResultWindow> window = waitForTranslation(app, nullptr);
+    QVERIFY(window);
+    QCOMPARE(server.requests().size(), 1);
+    QVERIFY(server.requests().at(0).body.contains("Bonjour"));
+
+    // The portal's activation of the clipboard-text shortcut opens the same kind of session.
     QGuiApplication::clipboard()->setText(QStringLiteral("Guten Tag"));
     portal.activate(QStringLiteral("clipboard-text"), 1000);
-    QVERIFY(waitForTranslation(app));
-    QCOMPARE(server.requests().size(), 1);
-    QVERIFY(server.requests().at(0).body.contains("Guten Tag"));
+    window = waitForTranslation(app, window);
+    QVERIFY(window);
+    QVERIFY(server.requests().last().body.contains("Guten Tag"));
+
+    // Changed keys on the Hotkeys page bind again, in a session of their own.
+    app.onHotkeysChanged(QKeySequence(QStringLiteral("Ctrl+Alt+C")),
+                         QKeySequence(QStringLiteral("Ctrl+Alt+T")));
+    QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 2, kBound);
+    QCOMPARE(portal.binds().at(1).preferredTriggers.value(QStringLiteral("capture")),
+             QStringLiteral("CTRL+ALT+c"));
+    QTRY_COMPARE_WITH_TIMEOUT(portal.openSessions().size(), 1, kBound);
 
     // The capture shortcut asks the portal for a screenshot and opens the region selector on its file.
     portal.activate(QStringLiteral("capture"), 2000);

@@ -58,7 +58,7 @@ ResultWindow::ResultWindow(QWidget *parent)
                    std::min(static_cast<int>(0.9 * available.height()), kMaxHeightCap));
 
     setupUi();
-    new ResultAutoHide(this, [this] { return m_isPinned; });
+    m_autoHide = new ResultAutoHide(this, [this] { return m_isPinned; });
     new WindowDragger(this);
 
     // Each request is called through a copy: the session may clear the requests while one of them runs.
@@ -75,7 +75,12 @@ ResultWindow::ResultWindow(QWidget *parent)
     forward(&ResultWindow::closed, &Requests::closed);
 }
 
-ResultWindow::~ResultWindow() = default;
+ResultWindow::~ResultWindow()
+{
+    // QWidget's destructor hides the window, and the filter would then ask this half-destroyed object whether
+    // it is pinned.
+    delete m_autoHide;
+}
 
 void ResultWindow::setPlatform(Platform *platform)
 {

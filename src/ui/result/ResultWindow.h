@@ -114,6 +114,7 @@ private:
     SourceText *m_sourceEdit = nullptr;
     ResultText *m_translationView = nullptr;
     ResultCornerButtons *m_cornerButtons = nullptr;
+    QObject *m_autoHide = nullptr;
     bool m_isProcessing = false;
     bool m_isPinned = false;
     bool m_hasError = false;

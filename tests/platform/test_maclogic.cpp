@@ -4,20 +4,12 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "TestEnv.h"
+
 namespace {
 
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using TestEnv::readFile;
+using TestEnv::writeFile;
 
 const QString Current = QString::fromLatin1(LaunchAgentAutoStart::CurrentLabel);
 const QString Former = QString::fromLatin1(LaunchAgentAutoStart::FormerLabel);

@@ -1,5 +1,9 @@
 #include "TestEnv.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
 #include <QtGlobal>
 
 namespace TestEnv {
@@ -15,3 +19,16 @@ QString binaryDir()
 }
 
 } // namespace TestEnv
+
+bool TestEnv::writeFile(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QByteArray TestEnv::readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}

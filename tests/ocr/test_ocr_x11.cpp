@@ -1,7 +1,7 @@
 // A region dragged by hand under Xvfb: real pointer input through xdotool, the real region selector and
 // recogniser, a paragraph on a light window and the rectangle reaching well past it onto a dark desktop.
 
-#include "capture/CaptureOverlay.h"
+#include "X11TestHelpers.h"
 #include "capture/CaptureService.h"
 #include "platform/linux/TesseractOcrProvider.h"
 
@@ -67,15 +67,7 @@ void TestOcrX11::readsParagraphDraggedOntoDarkDesktop()
     CaptureService capture;
     QSignalSpy done(&capture, &CaptureService::captureDone);
     capture.startCapture();
-    auto selectorShown = [] {
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            if (qobject_cast<CaptureOverlay *>(widget) && widget->isVisible() &&
-                widget->windowHandle()->isExposed())
-                return true;
-        }
-        return false;
-    };
-    QVERIFY(QTest::qWaitFor(selectorShown, 10000));
+    QVERIFY(QTest::qWaitFor(X11TestHelpers::captureSelectorShown, 10000));
     // Generously past the window on the left, right and below, as a quick hand drags.
     const QPoint from = shown.topLeft() + QPoint(-45, 3);
     const QPoint to = shown.bottomRight() + QPoint(70, 50);

@@ -202,15 +202,7 @@ void TestSessionX11::captureRecognisesRegion()
             });
     QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
     QVERIFY(xdotool({"key", "super+shift+1"}));
-    auto selectorShown = [] {
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            if (qobject_cast<CaptureOverlay *>(widget) && widget->isVisible() &&
-                widget->windowHandle()->isExposed())
-                return true;
-        }
-        return false;
-    };
-    QVERIFY(QTest::qWaitFor(selectorShown, kBound));
+    QVERIFY(QTest::qWaitFor(X11TestHelpers::captureSelectorShown, kBound));
     QVERIFY(xdotool({"mousemove", "90", "90", "mousedown", "1", "mousemove", "600", "180", "mousemove",
                      "1110", "230", "mouseup", "1"}));
 

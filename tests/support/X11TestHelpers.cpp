@@ -1,5 +1,10 @@
 #include "X11TestHelpers.h"
 
+#include "capture/CaptureOverlay.h"
+
+#include <QApplication>
+#include <QWindow>
+
 #include "TestEnv.h"
 
 #include <QDeadlineTimer>
@@ -83,3 +88,13 @@ QByteArray HelperProcess::output()
 }
 
 } // namespace X11TestHelpers
+
+bool X11TestHelpers::captureSelectorShown()
+{
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (qobject_cast<CaptureOverlay *>(widget) && widget->isVisible() &&
+            widget->windowHandle()->isExposed())
+            return true;
+    }
+    return false;
+}

@@ -22,6 +22,8 @@ bool xclipOwn(const QString &target, const QByteArray &bytes,
 ToolResult clipboardData(const QString &target); // one CLIPBOARD target, read by xclip
 QStringList clipboardTargets();                  // those the owner offers; empty when nobody owns it
 QString helperProgram();                         // tests/support/vontrel_x11_helper in the build tree
+// Whether the region selector is on screen and exposed, so that a drag reaches it.
+bool captureSelectorShown();
 
 // The helper program, running until the object goes; start() waits for its "ready [value]" line.
 class HelperProcess

@@ -167,9 +167,9 @@ public:
     // Whether a frameless window with a translucent background shows the desktop through its transparent
     // parts (a compositing window manager); ask before the window is first shown.
     virtual bool composesTranslucentWindows() const = 0;
-    // Clips a frameless window to rounded corners of the radius where it would otherwise show square ones,
-    // and keeps the clip in step with later resizes. Does nothing while the window has no native handle.
-    // Calling it again applies the new radius.
+    // Clips a frameless window to rounded corners of the radius where the system can do so smoothly, and
+    // keeps the clip in step with later resizes; a no-op where a clip would cut the border jaggedly. Does
+    // nothing while the window has no native handle. Calling it again applies the new radius.
     virtual void roundWindowCorners(QWindow *window, int radius) = 0;
 
 protected:

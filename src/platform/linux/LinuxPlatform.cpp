@@ -138,7 +138,9 @@ bool LinuxPlatform::composesTranslucentWindows() const
     return x11ComposesTranslucentWindows();
 }
 
-void LinuxPlatform::roundWindowCorners(QWindow *window, int radius)
+void LinuxPlatform::roundWindowCorners(QWindow *, int)
 {
-    x11RoundWindowCorners(window, radius);
+    // X11 can only clip a window with a 1-bit shape, and that cut runs jagged through the 1 px border. The
+    // rounding is the style sheet's, drawn antialiased where a compositor makes the corners translucent;
+    // without one the window keeps square corners and a whole border.
 }

@@ -3,8 +3,8 @@
 #include "platform/Platform.h"
 
 // Linux on an X11 session: XGrabKey hotkeys, XTest copy keystroke, PRIMARY selection, Tesseract, XDG
-// autostart, XShape corners. Where the session has no X11 connection, the X11 parts report themselves
-// unavailable and the rest (clipboard text, recognition, autostart) works as usual.
+// autostart, the compositor query for translucent corners. Where the session has no X11 connection, the X11
+// parts report themselves unavailable and the rest (clipboard text, recognition, autostart) works as usual.
 class LinuxPlatform : public Platform
 {
     Q_OBJECT

@@ -104,4 +104,12 @@ QPoint centredUnderCursor(const QSize &size)
             available.top() + (available.height() - size.height()) / 2};
 }
 
+QPoint keptOn(const QRect &available, const QRect &frame)
+{
+    QPoint at = frame.topLeft();
+    at.setY(std::max(available.top(), std::min(at.y(), available.bottom() + 1 - frame.height())));
+    at.setX(std::max(available.left(), std::min(at.x(), available.right() + 1 - frame.width())));
+    return at;
+}
+
 } // namespace ResultLayout

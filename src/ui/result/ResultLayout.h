@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPoint>
+#include <QRect>
 #include <QSize>
 
 #include <initializer_list>
@@ -52,5 +53,9 @@ int roomFor(const QVBoxLayout *column, int maxHeight, std::initializer_list<cons
 
 // Where a window of this size sits centred on the available area of the screen under the cursor.
 QPoint centredUnderCursor(const QSize &size);
+
+// Where a window at `frame` goes so that content it grew with stays on `available`: moved up (and left) only
+// as far as needed, never past the area's top-left corner.
+QPoint keptOn(const QRect &available, const QRect &frame);
 
 } // namespace ResultLayout

@@ -228,8 +228,15 @@ void ResultWindow::updateAutoHeights()
     m_mainLayout->activate();
     if (isVisible()) {
         const int h = std::min(sizeHint().height(), maximumHeight());
-        if (height() != h)
+        if (height() != h) {
             resize(width(), h);
+            // A result longer than the room left below the window would otherwise run off the screen.
+            if (const QScreen *shownOn = screen()) {
+                const QPoint at = ResultLayout::keptOn(shownOn->availableGeometry(), frameGeometry());
+                if (at != pos())
+                    move(at);
+            }
+        }
     }
     s_autoHeightsRunning = false;
 }

@@ -205,6 +205,14 @@ private slots:
         QCOMPARE((QList<int>{plan.source, plan.result}), heights);
     }
 
+    void grownWindowStaysOnScreen()
+    {
+        const QRect available(0, 30, 1600, 970);
+        QCOMPARE(ResultLayout::keptOn(available, QRect(500, 300, 400, 500)), QPoint(500, 300));
+        QCOMPARE(ResultLayout::keptOn(available, QRect(500, 700, 400, 500)), QPoint(500, 500));
+        QCOMPARE(ResultLayout::keptOn(available, QRect(1400, 300, 400, 1200)), QPoint(1200, 30));
+    }
+
     // What the session's calls look like: the state shows as placeholders and lines, never as source text.
     void sessionCallsShowTheirState()
     {

@@ -70,6 +70,11 @@ void TestPortal::bindActivateRebind()
     QCOMPARE(activated.at(0).at(0).toString(), QStringLiteral("clipboard-text"));
     QCOMPARE(activated.at(0).at(1).toULongLong(), 4242ULL);
 
+    portal.changeTrigger(QStringLiteral("capture"), QStringLiteral("CTRL+F9"));
+    QVERIFY(bound.wait());
+    const auto changed = bound.last().at(0).value<QMap<QString, QString>>();
+    QCOMPARE(changed.value(QStringLiteral("capture")), QStringLiteral("CTRL+F9"));
+
     // A changed pair on the Hotkeys page: the old session goes, a new one carries the new triggers, and the
     // old session's activations no longer count.
     const QString oldSession = portal.openSessions().value(0);
@@ -181,6 +186,16 @@ void TestPortal::screenshotReadsTheReturnedFile()
     QVERIFY(failed.wait());
     QCOMPARE(taken.size(), 1);
     QVERIFY(!screenshot.isBusy());
+
+    // A hung portal ends the capture instead of holding it for good, and its request is closed.
+    PortalScreenshot impatient(QDBusConnection::sessionBus(), nullptr, std::chrono::milliseconds(300));
+    QSignalSpy hung(&impatient, &PortalScreenshot::failed);
+    portal.setScreenshotResponse(FakePortal::NoAnswer);
+    impatient.take();
+    QVERIFY(hung.wait());
+    QVERIFY(hung.at(0).at(0).toString().contains(QStringLiteral("no answer")));
+    QVERIFY(!impatient.isBusy());
+    QTRY_COMPARE(portal.closedRequests().size(), 1);
 }
 
 void TestPortal::screenPartAndRatio_data()

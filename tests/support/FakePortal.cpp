@@ -60,7 +60,8 @@ void FakePortal::respond(const QDBusMessage &call, const QString &token, uint co
     QDBusMessage response = QDBusMessage::createTargetedSignal(
         call.service(), handle, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
     response << code << results;
-    m_bus.send(response);
+    if (code != NoAnswer)
+        m_bus.send(response);
     m_bus.send(call.createReply(QVariant::fromValue(QDBusObjectPath(handle))));
 }
 
@@ -72,6 +73,11 @@ bool FakePortal::handleMessage(const QDBusMessage &message, const QDBusConnectio
 
     if (interface == QLatin1String("org.freedesktop.portal.Session") && member == QLatin1String("Close")) {
         m_openSessions.removeAll(message.path());
+        m_bus.send(message.createReply());
+        return true;
+    }
+    if (interface == QLatin1String("org.freedesktop.portal.Request") && member == QLatin1String("Close")) {
+        m_closedRequests.append(message.path());
         m_bus.send(message.createReply());
         return true;
     }
@@ -132,5 +138,14 @@ void FakePortal::activate(const QString &shortcutId, quint64 timestamp)
     QDBusMessage signal = QDBusMessage::createSignal(kPath, kShortcuts, QStringLiteral("Activated"));
     signal << QVariant::fromValue(QDBusObjectPath(m_openSessions.value(m_openSessions.size() - 1)))
            << shortcutId << QVariant::fromValue<qulonglong>(timestamp) << QVariantMap();
+    m_bus.send(signal);
+}
+
+void FakePortal::changeTrigger(const QString &shortcutId, const QString &trigger)
+{
+    const ShortcutList changed{{shortcutId, {{QStringLiteral("trigger_description"), trigger}}}};
+    QDBusMessage signal = QDBusMessage::createSignal(kPath, kShortcuts, QStringLiteral("ShortcutsChanged"));
+    signal << QVariant::fromValue(QDBusObjectPath(m_openSessions.value(m_openSessions.size() - 1)))
+           << QVariant::fromValue(changed);
     m_bus.send(signal);
 }

@@ -30,7 +30,9 @@ public:
 
     bool isRunning() const { return m_running; }
 
-    // Answer codes of the next requests (0 granted, 1 refused by the user, 2 other).
+    // Answer codes of the next requests (0 granted, 1 refused by the user, 2 other; NoAnswer: the portal
+    // returns the handle and then hangs).
+    static constexpr uint NoAnswer = ~0u;
     void setBindResponse(uint code) { m_bindResponse = code; }
     void setScreenshotResponse(uint code) { m_screenshotResponse = code; }
     // The picture the next screenshots return, as a PNG file the portal writes.
@@ -38,6 +40,9 @@ public:
 
     // Sends Activated for a shortcut of the newest open session.
     void activate(const QString &shortcutId, quint64 timestamp);
+    // Sends ShortcutsChanged for the newest open session, as after the user edits a trigger in the desktop's
+    // settings.
+    void changeTrigger(const QString &shortcutId, const QString &trigger);
 
     QList<Bind> binds() const { return m_binds; }
     QStringList openSessions() const { return m_openSessions; }
@@ -47,6 +52,7 @@ public:
         return m_screenshotOptions.value(m_screenshotOptions.size() - 1);
     }
     QString lastScreenshotFile() const { return m_lastFile; }
+    QStringList closedRequests() const { return m_closedRequests; }
 
     QString introspect(const QString &path) const override;
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
@@ -66,5 +72,6 @@ private:
     QString m_lastFile;
     QList<Bind> m_binds;
     QStringList m_openSessions;
+    QStringList m_closedRequests;
     QList<QVariantMap> m_screenshotOptions;
 };

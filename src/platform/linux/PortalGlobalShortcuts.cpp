@@ -9,6 +9,11 @@
 
 namespace {
 
+// Creating a session asks nobody; binding shows the desktop's shortcuts dialog, which a user may read at
+// leisure.
+constexpr std::chrono::seconds kSessionPatience{60};
+constexpr std::chrono::minutes kBindPatience{5};
+
 // a(sa{sv}): id and properties of each shortcut.
 using ShortcutList = QList<std::pair<QString, QVariantMap>>;
 
@@ -58,6 +63,18 @@ bool isMissingInterface(const QDBusError &error)
     }
 }
 
+// The triggers of an a(sa{sv}) shortcut list, by id.
+QMap<QString, QString> triggersOf(const QVariant &value)
+{
+    ShortcutList list;
+    if (value.canConvert<QDBusArgument>())
+        value.value<QDBusArgument>() >> list;
+    QMap<QString, QString> triggers;
+    for (const auto &[id, properties] : std::as_const(list))
+        triggers.insert(id, properties.value(QStringLiteral("trigger_description")).toString());
+    return triggers;
+}
+
 } // namespace
 
 PortalGlobalShortcuts::PortalGlobalShortcuts(const QDBusConnection &bus, QObject *parent)
@@ -70,6 +87,8 @@ PortalGlobalShortcuts::PortalGlobalShortcuts(const QDBusConnection &bus, QObject
     qRegisterMetaType<QDBusObjectPath>();
     m_bus.connect(XdgPortal::Service, XdgPortal::Path, Interface, QStringLiteral("Activated"), this,
                   SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+    m_bus.connect(XdgPortal::Service, XdgPortal::Path, Interface, QStringLiteral("ShortcutsChanged"), this,
+                  SLOT(onShortcutsChanged(QDBusMessage)));
 }
 
 PortalGlobalShortcuts::~PortalGlobalShortcuts()
@@ -125,7 +144,8 @@ void PortalGlobalShortcuts::createSession(quint64 generation)
     const QVariantMap options{{QStringLiteral("handle_token"), token},
                               {QStringLiteral("session_handle_token"), XdgPortal::newToken()}};
     auto *request = PortalRequest::send(
-        m_bus, XdgPortal::methodCall(Interface, QStringLiteral("CreateSession"), {options}), token, this);
+        m_bus, XdgPortal::methodCall(Interface, QStringLiteral("CreateSession"), {options}), token,
+        kSessionPatience, this);
     connect(request, &PortalRequest::failed, this, [this, generation](const QDBusError &error) {
         if (generation != m_generation)
             return;
@@ -169,7 +189,8 @@ void PortalGlobalShortcuts::bindShortcuts(quint64 generation)
     const QVariantList arguments{QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(list),
                                  QString(), QVariantMap{{QStringLiteral("handle_token"), token}}};
     auto *request = PortalRequest::send(
-        m_bus, XdgPortal::methodCall(Interface, QStringLiteral("BindShortcuts"), arguments), token, this);
+        m_bus, XdgPortal::methodCall(Interface, QStringLiteral("BindShortcuts"), arguments), token,
+        kBindPatience, this);
     connect(request, &PortalRequest::failed, this, [this, generation](const QDBusError &error) {
         if (generation == m_generation)
             emit refused(error.message());
@@ -184,15 +205,8 @@ void PortalGlobalShortcuts::bindShortcuts(quint64 generation)
                                      : QStringLiteral("BindShortcuts answered %1").arg(response));
                     return;
                 }
-                ShortcutList boundList;
-                const QVariant value = results.value(QStringLiteral("shortcuts"));
-                if (value.canConvert<QDBusArgument>())
-                    value.value<QDBusArgument>() >> boundList;
-                QMap<QString, QString> triggers;
-                for (const auto &[id, properties] : std::as_const(boundList))
-                    triggers.insert(id, properties.value(QStringLiteral("trigger_description")).toString());
                 m_bound = true;
-                emit bound(triggers);
+                emit bound(triggersOf(results.value(QStringLiteral("shortcuts"))));
             });
 }
 
@@ -201,4 +215,11 @@ void PortalGlobalShortcuts::onActivated(const QDBusObjectPath &session, const QS
 {
     if (m_bound && session.path() == m_session)
         emit activated(id, timestamp);
+}
+
+void PortalGlobalShortcuts::onShortcutsChanged(const QDBusMessage &message)
+{
+    const QVariantList arguments = message.arguments();
+    if (m_bound && arguments.size() == 2 && qdbus_cast<QDBusObjectPath>(arguments.at(0)).path() == m_session)
+        emit bound(triggersOf(arguments.at(1)));
 }

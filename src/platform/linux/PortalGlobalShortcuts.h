@@ -3,6 +3,7 @@
 #include "platform/HotkeyKeys.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QList>
 #include <QMap>
@@ -44,7 +45,8 @@ public:
 
 signals:
     // The shortcuts the portal bound, by id, with the portal's description of their triggers; may be a subset
-    // of what was asked (the user may drop some in the portal's dialog).
+    // of what was asked (the user may drop some in the portal's dialog). Sent again when the user changes
+    // them later in the desktop's own settings.
     void bound(const QMap<QString, QString> &triggers);
     // The user dismissed the portal's dialog, or the portal failed; `reason` is for the log.
     void refused(const QString &reason);
@@ -55,6 +57,7 @@ signals:
 private slots:
     void onActivated(const QDBusObjectPath &session, const QString &id, qulonglong timestamp,
                      const QVariantMap &options);
+    void onShortcutsChanged(const QDBusMessage &message);
 
 private:
     void createSession(quint64 generation);

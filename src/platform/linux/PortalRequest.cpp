@@ -4,6 +4,7 @@
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QTimer>
 
 namespace XdgPortal {
 
@@ -37,10 +38,23 @@ PortalRequest::PortalRequest(const QDBusConnection &bus, QObject *parent)
 {}
 
 PortalRequest *PortalRequest::send(const QDBusConnection &bus, const QDBusMessage &call, const QString &token,
-                                   QObject *parent)
+                                   std::chrono::milliseconds patience, QObject *parent)
 {
     auto *request = new PortalRequest(bus, parent);
     request->subscribe(XdgPortal::requestPath(bus, token));
+    QTimer::singleShot(patience, request, [request, patience] {
+        if (request->m_done)
+            return;
+        request->m_done = true;
+        // Closing the request takes down a dialog the portal may still show for it.
+        request->m_bus.asyncCall(QDBusMessage::createMethodCall(
+            XdgPortal::Service, request->m_path, XdgPortal::RequestInterface, QStringLiteral("Close")));
+        request->unsubscribe();
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(patience).count();
+        emit request->failed(QDBusError(
+            QDBusError::Timeout, QStringLiteral("the portal gave no answer within %1 s").arg(seconds)));
+        request->deleteLater();
+    });
     auto *watcher = new QDBusPendingCallWatcher(request->m_bus.asyncCall(call), request);
     connect(watcher, &QDBusPendingCallWatcher::finished, request, [request](QDBusPendingCallWatcher *w) {
         w->deleteLater();

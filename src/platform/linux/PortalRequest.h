@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QVariantMap>
 
+#include <chrono>
+
 // The XDG desktop portal's service and object, and one call that answers through a Request object: the
 // portal replies to the method with a handle at once and sends the real result later as Response on it.
 namespace XdgPortal {
@@ -35,13 +37,15 @@ class PortalRequest final : public QObject
     Q_OBJECT
 
 public:
-    // `call` must carry `token` as its handle_token option.
+    // `call` must carry `token` as its handle_token option. A portal that has not answered after `patience`
+    // (a hung backend, a dialog left open) gets its request closed, and failed() reports a Timeout error, so
+    // the caller is never left waiting for good.
     static PortalRequest *send(const QDBusConnection &bus, const QDBusMessage &call, const QString &token,
-                               QObject *parent);
+                               std::chrono::milliseconds patience, QObject *parent);
 
 signals:
     void finished(uint response, const QVariantMap &results);
-    // The method itself failed (no such interface or method, no portal on the bus, ...).
+    // The method itself failed (no such interface or method, no portal on the bus, ...) or no answer came.
     void failed(const QDBusError &error);
 
 private slots:

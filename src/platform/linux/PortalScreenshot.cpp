@@ -5,9 +5,11 @@
 #include <QImageReader>
 #include <QUrl>
 
-PortalScreenshot::PortalScreenshot(const QDBusConnection &bus, QObject *parent)
+PortalScreenshot::PortalScreenshot(const QDBusConnection &bus, QObject *parent,
+                                   std::chrono::milliseconds patience)
     : QObject(parent)
     , m_bus(bus)
+    , m_patience(patience)
 {}
 
 void PortalScreenshot::take()
@@ -21,7 +23,7 @@ void PortalScreenshot::take()
                               {QStringLiteral("modal"), false}};
     auto *request = PortalRequest::send(
         m_bus, XdgPortal::methodCall(Interface, QStringLiteral("Screenshot"), {QString(), options}), token,
-        this);
+        m_patience, this);
     connect(request, &PortalRequest::finished, this, &PortalScreenshot::finish);
     connect(request, &PortalRequest::failed, this, [this](const QDBusError &error) {
         m_busy = false;

@@ -6,6 +6,8 @@
 #include <QRect>
 #include <QString>
 
+#include <chrono>
+
 // Screenshots through the desktop portal (Wayland sessions, where a client cannot read the screen). The
 // portal writes a file of the whole desktop and answers with its URI. The file is left where the portal put
 // it: it may be the user's own copy (a document-portal path or the picture folder), and losing it is worse
@@ -17,7 +19,10 @@ class PortalScreenshot final : public QObject
 public:
     static inline const QString Interface = QStringLiteral("org.freedesktop.portal.Screenshot");
 
-    explicit PortalScreenshot(const QDBusConnection &bus, QObject *parent = nullptr);
+    // The first screenshot may wait on the desktop's permission dialog; a portal silent for longer than
+    // `patience` has hung, and the capture ends with failed().
+    explicit PortalScreenshot(const QDBusConnection &bus, QObject *parent = nullptr,
+                              std::chrono::milliseconds patience = std::chrono::seconds(60));
 
     // Asks for a non-interactive screenshot; ends in taken(), failed() or unavailable(). A second request
     // while one runs is ignored.
@@ -38,5 +43,6 @@ private:
     void finish(uint response, const QVariantMap &results);
 
     QDBusConnection m_bus;
+    std::chrono::milliseconds m_patience;
     bool m_busy = false;
 };

@@ -87,9 +87,17 @@ private slots:
         m_window->showPage(page);
         m_window->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_window));
+        // The window is shown already after the first row, so nothing above waited for the posted language
+        // change and the relayouts it brings.
+        QTest::qWait(100);
         QTRY_VERIFY(
             m_window->styleSheet().contains(dark ? QLatin1String("#2d2d2d") : QLatin1String("#ffffff")));
 
+        // Saved before the checks, so a failing page can be looked at.
+        const QString dir = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
+        if (!dir.isEmpty())
+            QVERIFY(QDir().mkpath(dir) &&
+                    m_window->grab().save(dir + '/' + QTest::currentDataTag() + ".png"));
         QStringList clipped;
         for (QWidget *widget : m_window->findChildren<QWidget *>()) {
             auto *label = qobject_cast<QLabel *>(widget);
@@ -102,7 +110,12 @@ private slots:
             const QSize needed = widget->minimumSizeHint();
             if (widget->isVisible() && !text.isEmpty() &&
                 (widget->width() < needed.width() || widget->height() < needed.height()))
-                clipped << QStringLiteral("%1 (%2 < %3)").arg(text).arg(widget->width()).arg(needed.width());
+                clipped << QStringLiteral("%1 (%2x%3 < %4x%5)")
+                               .arg(text)
+                               .arg(widget->width())
+                               .arg(widget->height())
+                               .arg(needed.width())
+                               .arg(needed.height());
         }
         QVERIFY2(clipped.isEmpty(), qPrintable(clipped.join(QStringLiteral(", "))));
         const QImage shown = m_window->grab().toImage();
@@ -110,10 +123,6 @@ private slots:
             if (box->isVisible())
                 QVERIFY2(indicatorContrast(shown, m_window, box) >= 3.0, "a check box is hard to see");
         }
-        const QString dir = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
-        if (!dir.isEmpty())
-            QVERIFY(QDir().mkpath(dir) &&
-                    m_window->grab().save(dir + '/' + QTest::currentDataTag() + ".png"));
     }
 };
 

@@ -21,6 +21,7 @@ const char kStreamIdProperty[] = "streamId";
 // The configured address; the reply's own URL already names the redirect's target when it asks.
 const char kOriginProperty[] = "configuredUrl";
 constexpr qsizetype kMaxKeptBodyBytes = ProviderErrors::kMaxKeptBodyBytes;
+constexpr qint64 kReadAheadBytes = 256 * 1024;
 
 QString secondsText(int ms)
 {
@@ -141,6 +142,9 @@ void OpenAIClient::sendStreamingRequest(quint64 streamId, const QNetworkRequest 
                                         const QByteArray &body)
 {
     QNetworkReply *reply = m_networkManager->post(request, body);
+    // Qt's HTTP thread otherwise reads ahead without bound: a provider that streams faster than the answer
+    // is shown would pile up hundreds of MiB in queued data before the size limit is even looked at.
+    reply->setReadBufferSize(kReadAheadBytes);
     m_currentReply = reply;
     reply->setProperty(kStreamIdProperty, QVariant::fromValue<quint64>(streamId));
     reply->setProperty(kOriginProperty, request.url());

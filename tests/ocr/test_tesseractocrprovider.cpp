@@ -2,10 +2,12 @@
 #include "ocr/OcrWorkerResult.h"
 #include "platform/linux/TesseractOcrProvider.h"
 
+#include "TestEnv.h"
 #include "TextImage.h"
 
 #include <QPainter>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -36,6 +38,7 @@ private slots:
     void initTestCase();
     void readsLinesInOrder_data();
     void readsLinesInOrder();
+    void readsChineseAfterEnglishInARealCapture();
     void givesUpOnTooComplexRegion();
     void reportsMissingLanguageData_data();
     void reportsMissingLanguageData();
@@ -109,6 +112,19 @@ void TestTesseractOcrProvider::readsLinesInOrder()
     QFETCH(QImage, image);
     QFETCH(QString, expected);
     QCOMPARE(runWorker(m_provider.get(), image), expected);
+}
+
+// A row of the dark Hotkeys page as Qt draws it: a Chinese label, a key field, and a grey description below.
+// Read as one page, the description used to come out as Latin nonsense after the field's English text.
+void TestTesseractOcrProvider::readsChineseAfterEnglishInARealCapture()
+{
+    const QImage capture(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/hotkey-row-dark-zh-CN.png"));
+    QVERIFY(!capture.isNull());
+    const QStringList lines = runWorker(m_provider.get(), capture).split(QLatin1Char('\n'));
+    QCOMPARE(lines.size(), 2);
+    QVERIFY2(lines[0].contains(QStringLiteral("Meta+Shift+2")), qPrintable(lines[0]));
+    QVERIFY2(lines[1].startsWith(QStringLiteral("翻译选中文本")), qPrintable(lines[1]));
+    QVERIFY2(!lines[1].contains(QRegularExpression(QStringLiteral("[A-Za-z]"))), qPrintable(lines[1]));
 }
 
 void TestTesseractOcrProvider::givesUpOnTooComplexRegion()

@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QRect>
 
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
@@ -23,6 +24,8 @@ namespace {
 constexpr int kPreparedResolution = 300;
 // Words the engine is less sure of than this are mostly noise read as letters.
 constexpr float kMinimumWordConfidence = 40.0F;
+// Doubtful stretches read again on their own, at most, so a page of noise costs little more than one reading.
+constexpr int kMaximumRereads = 8;
 
 const QString kChinese = QStringLiteral("chi_sim");
 const QString kEnglish = QStringLiteral("eng");
@@ -173,23 +176,119 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
         qCWarning(lcOcr).noquote() << "TesseractOcrProvider: Recognition failed";
         return reading;
     }
+    struct Word
+    {
+        QRect box;
+        qsizetype at = -1; // where the word starts in its line's text
+        qsizetype size = 0;
+        bool confident = false;
+    };
+    struct Line
+    {
+        std::vector<Word> words;
+        double confident = 0;
+    };
+    std::vector<Line> lines;
     std::unique_ptr<tesseract::ResultIterator> iterator(m_api->GetIterator());
     if (!iterator)
         return reading;
+    const auto boxOf = [](tesseract::PageIterator &at, tesseract::PageIteratorLevel level) {
+        int left = 0, top = 0, right = 0, bottom = 0;
+        at.BoundingBox(level, &left, &top, &right, &bottom);
+        return QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+    };
+    qsizetype cursor = 0;
     do {
-        std::unique_ptr<char[]> text(iterator->GetUTF8Text(tesseract::RIL_TEXTLINE));
-        ++reading.lineCount;
-        if (text)
-            reading.lines << QString::fromUtf8(text.get());
-    } while (iterator->Next(tesseract::RIL_TEXTLINE));
-    iterator.reset(m_api->GetIterator());
-    do {
+        if (iterator->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
+            std::unique_ptr<char[]> text(iterator->GetUTF8Text(tesseract::RIL_TEXTLINE));
+            reading.lines << (text ? QString::fromUtf8(text.get()) : QString());
+            lines.emplace_back();
+            cursor = 0;
+        }
         std::unique_ptr<char[]> word(iterator->GetUTF8Text(tesseract::RIL_WORD));
+        if (!word || lines.empty())
+            continue;
+        const QString text = QString::fromUtf8(word.get()).trimmed();
         const float confidence = iterator->Confidence(tesseract::RIL_WORD);
+        const qsizetype at = reading.lines.last().indexOf(text, cursor);
+        if (at >= 0)
+            cursor = at + text.size();
         // Noise read as letters comes with low confidence; it must not outweigh real words.
-        if (word && confidence >= kMinimumWordConfidence)
-            reading.confidentText += QString::fromUtf8(word.get()).trimmed().size() * confidence / 100.0;
+        const bool confident = confidence >= kMinimumWordConfidence;
+        if (confident)
+            lines.back().confident += text.size() * confidence / 100.0;
+        lines.back().words.push_back({boxOf(*iterator, tesseract::RIL_WORD), at, text.size(), confident});
     } while (iterator->Next(tesseract::RIL_WORD));
+    iterator.reset();
+    reading.lineCount = int(lines.size());
+
+    // Within a page the engine first tries the language that read the previous word, so Chinese after English
+    // (a label beside a key field, a description under it) can come out as Latin nonsense of near-zero
+    // confidence. Such a stretch is read again on its own, and replaced where that reading is mostly
+    // confident.
+    int rereads = 0;
+    for (size_t i = 0; i < lines.size() && rereads < kMaximumRereads; ++i) {
+        std::vector<Word> &words = lines[i].words;
+        QString &lineText = reading.lines[int(i)];
+        qsizetype lineCharacters = 0;
+        for (const Word &word : words)
+            lineCharacters += word.size;
+        // A line mostly in doubt is read again whole: a stray confident word inside must not split it.
+        const bool wholeLine = lines[i].confident * 2 < lineCharacters;
+        // From the end, so replacing one stretch leaves the positions of those before it valid.
+        for (size_t end = words.size(); end > 0 && rereads < kMaximumRereads;) {
+            if (words[end - 1].confident && !wholeLine) {
+                --end;
+                continue;
+            }
+            size_t begin = end - 1;
+            while (begin > 0 && (wholeLine || !words[begin - 1].confident))
+                --begin;
+            QRect box;
+            qsizetype characters = 0;
+            for (size_t w = begin; w < end; ++w) {
+                box |= words[w].box;
+                characters += words[w].size;
+            }
+            const qsizetype from = words[begin].at, to = words[end - 1].at + words[end - 1].size;
+            const size_t next = begin;
+            if (characters < 2 || from < 0 || words[end - 1].at < 0 || box.isEmpty()) {
+                end = next;
+                continue;
+            }
+            ++rereads;
+            const int pad = std::max(4, box.height() / 4);
+            const QRect area = box.adjusted(-pad, -pad, pad, pad).intersected(page.rect());
+            m_api->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+            m_api->SetRectangle(area.x(), area.y(), area.width(), area.height());
+            if (m_api->Recognize(&monitor) != 0 || monitor.deadline_exceeded())
+                return reading;
+            std::unique_ptr<tesseract::ResultIterator> again(m_api->GetIterator());
+            QStringList reread;
+            double confident = 0;
+            qsizetype total = 0;
+            if (again) {
+                do {
+                    std::unique_ptr<char[]> word(again->GetUTF8Text(tesseract::RIL_WORD));
+                    if (!word)
+                        continue;
+                    const QString text = QString::fromUtf8(word.get()).trimmed();
+                    const float confidence = again->Confidence(tesseract::RIL_WORD);
+                    reread << text;
+                    total += text.size();
+                    if (confidence >= kMinimumWordConfidence)
+                        confident += text.size() * confidence / 100.0;
+                } while (again->Next(tesseract::RIL_WORD));
+            }
+            if (confident * 2 >= total && confident > (wholeLine ? lines[i].confident : 0)) {
+                lineText.replace(from, to - from, reread.join(QLatin1Char(' ')));
+                lines[i].confident = wholeLine ? confident : lines[i].confident + confident;
+            }
+            end = next;
+        }
+    }
+    for (const Line &line : lines)
+        reading.confidentText += line.confident;
     return reading;
 }
 

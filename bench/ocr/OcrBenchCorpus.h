@@ -17,6 +17,7 @@ struct OcrBenchSample
     bool dark = false;
     int lines = 0;
     QString kind; // what surrounds the text in a messy capture; empty for a clean one
+    bool bold = false;
 };
 
 // Renders the benchmark's image set deterministically: UI text of 11-20 px at ratio 1 and 2, light and dark

@@ -85,10 +85,14 @@ struct Score
 
 QStringList categoriesOf(const OcrBenchSample &sample)
 {
-    if (!sample.kind.isEmpty())
-        return {QStringLiteral("all messy"), sample.kind,
-                sample.dark ? QStringLiteral("messy dark") : QStringLiteral("messy light"),
-                QStringLiteral("messy ratio %1").arg(sample.ratio)};
+    if (!sample.kind.isEmpty()) {
+        QStringList categories{QStringLiteral("all messy"), sample.kind,
+                               sample.dark ? QStringLiteral("messy dark") : QStringLiteral("messy light"),
+                               QStringLiteral("messy ratio %1").arg(sample.ratio)};
+        if (sample.bold)
+            categories << QStringLiteral("messy bold");
+        return categories;
+    }
     const bool small = sample.pixelSize <= 14;
     const QString size = small ? QStringLiteral("11-14 px") : QStringLiteral("16-20 px");
     return {QStringLiteral("all"),
@@ -327,7 +331,7 @@ int main(int argc, char *argv[])
         printTable(run, vontrelBenchOcrArtefactKinds() +
                             QStringList{QStringLiteral("messy light"), QStringLiteral("messy dark"),
                                         QStringLiteral("messy ratio 1"), QStringLiteral("messy ratio 2"),
-                                        QStringLiteral("all messy")});
+                                        QStringLiteral("messy bold"), QStringLiteral("all messy")});
         printTimes(run);
         if (withCli) {
             QStringList worse;

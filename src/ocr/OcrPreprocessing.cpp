@@ -189,7 +189,7 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
         // Anything visibly darker than the paper is a mark: faint rules and pale icons too, which the
         // recogniser's own thresholding might otherwise turn into letters.
         const int markBelow = paper - std::max(kMinimumContrast / 2, (paper - ink) / 5);
-        TextMask mask = vontrelFindTextMask(gray, markBelow);
+        TextMask mask = vontrelFindTextMask(gray, markBelow, ink);
         keep = std::move(mask.keep);
         std::vector<int> &heights = mask.lineHeights;
         prepared.lineCount = int(heights.size());

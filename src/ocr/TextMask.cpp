@@ -144,9 +144,12 @@ void eraseRules(std::vector<uchar> &marks, std::vector<uchar> &erased, int width
 }
 
 // An icon is a flat-coloured area far thicker than any stroke of the text around it; glyphs, even dense
-// ideographs, are strokes of the text colour with anti-aliased edges and no such area.
+// ideographs, are strokes of the text colour with anti-aliased edges and no such area. Bold strokes (titles,
+// buttons) are several times thicker than regular ones, so in the text's own colour only an area thicker
+// than those counts; an area of another colour (icons are blue, orange, grey) is judged against regular
+// strokes.
 bool isSolidBlob(const Component &c, int id, const std::vector<int> &labels, const QImage &gray, int width,
-                 int glyph)
+                 int glyph, int ink, int markBelow)
 {
     const int w = c.box.width(), h = c.box.height();
     if (w * 10 < glyph * 6 || h * 10 < glyph * 6 || c.pixels * 10 < w * h * 3)
@@ -171,8 +174,9 @@ bool isSolidBlob(const Component &c, int id, const std::vector<int> &labels, con
                                                     sums[size_t(y) * (w + 1) + x];
         }
     }
-    // Strokes of text are at most about a twelfth of its glyph height thick.
-    const int r = std::max(1, (glyph + 6) / 12);
+    const bool textColoured = fill <= ink + (markBelow - ink) / 3;
+    // Regular strokes are about a twelfth of the glyph height thick, bold ones up to a fifth.
+    const int r = std::max(1, textColoured ? (glyph + 4) / 6 : (glyph + 6) / 12);
     const int side = 2 * r + 1;
     int solid = 0;
     for (int y = 0; y + side <= h; ++y) {
@@ -215,7 +219,7 @@ std::vector<Band> inkBands(const std::vector<uchar> &marks, int width, int heigh
 
 } // namespace
 
-TextMask vontrelFindTextMask(const QImage &gray, int markBelow)
+TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
 {
     const int width = gray.width(), height = gray.height();
     const qint64 total = qint64(width) * height;
@@ -242,7 +246,7 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow)
             // no text to read, and on it the recogniser's layout analysis can take minutes.
             const bool picture = c.box.width() > 8 * glyph && c.box.height() > 8 * glyph &&
                                  qint64(c.pixels) * 5 > qint64(c.box.width()) * c.box.height();
-            if (picture || isSolidBlob(c, id, labels, gray, width, glyph))
+            if (picture || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow))
                 c.removed = true;
         }
     }

@@ -14,5 +14,5 @@ struct TextMask
         lineHeights; // ink height of each line of text, top first; empty when lines cannot be told
 };
 
-// `markBelow`: pixels darker than this shade are ink.
-TextMask vontrelFindTextMask(const QImage &gray, int markBelow);
+// `markBelow`: pixels darker than this shade are ink; `ink`: the shade of the text itself.
+TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink);

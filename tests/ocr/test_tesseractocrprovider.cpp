@@ -105,6 +105,10 @@ void TestTesseractOcrProvider::readsLinesInOrder_data()
         painter.drawEllipse(QPointF(17, icon.height() / 2.0), 3, 3);
     }
     QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
+    // A page title as Qt draws it, with the card's edge below: bold stems are thick, yet no icon.
+    QTest::newRow("bold title, a real capture")
+        << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/title-bold-light-en.png"))
+        << QStringLiteral("General");
 }
 
 void TestTesseractOcrProvider::readsLinesInOrder()

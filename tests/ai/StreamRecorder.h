@@ -6,6 +6,16 @@
 #include <QStringList>
 #include <QTest>
 
+// Whether the text is the expected one, in which a "*" stands for any text.
+inline bool matches(const QString &actual, const QString &expected)
+{
+    const qsizetype star = expected.indexOf(QLatin1Char('*'));
+    if (star < 0)
+        return actual == expected;
+    return actual.size() >= expected.size() - 1 && actual.startsWith(expected.left(star)) &&
+           actual.endsWith(expected.mid(star + 1));
+}
+
 // Everything one client reports, in order.
 struct StreamRecorder
 {

@@ -9,8 +9,6 @@
 #include <QLoggingCategory>
 #include <QTest>
 
-Q_DECLARE_METATYPE(ScriptedResponse)
-
 namespace {
 
 constexpr int kWaitMs = 20000;
@@ -29,16 +27,6 @@ const QString kCutOff =
     QStringLiteral("The connection was closed in the middle of the answer; the answer is incomplete.");
 const QString kTooMuch =
     QStringLiteral("The provider sent more than 0.25 MiB; the answer was stopped there.");
-
-// A "*" in the expected text stands for any text.
-bool matches(const QString &actual, const QString &expected)
-{
-    const qsizetype star = expected.indexOf(QLatin1Char('*'));
-    if (star < 0)
-        return actual == expected;
-    return actual.size() >= expected.size() - 1 && actual.startsWith(expected.left(star)) &&
-           actual.endsWith(expected.mid(star + 1));
-}
 
 // Every log line, to prove that a secret never reaches the log.
 QStringList g_log;

@@ -8,21 +8,10 @@
 #include <QSysInfo>
 #include <QTest>
 
-Q_DECLARE_METATYPE(ScriptedResponse)
-
 namespace {
 
 constexpr int kWaitMs = 20000;
 const QString kNotConfigured = QStringLiteral("API not configured. Please set API URL and key in config.");
-
-// "Prefix*" matches any longer text with that prefix.
-void verifyText(const QString &actual, const QString &expected)
-{
-    const bool prefix = expected.endsWith(QLatin1Char('*'));
-    QVERIFY2(prefix ? actual.startsWith(expected.chopped(1)) && actual.size() >= expected.size()
-                    : actual == expected,
-             qPrintable(actual));
-}
 
 } // namespace
 
@@ -225,37 +214,33 @@ private slots:
         QCOMPARE(second.finished.first().at(0).toString(), QStringLiteral("heldnext1heldnext2"));
     }
 
+    // Answers with status 200; the others are in test_hostileprovider.
     void blockingComplete_data()
     {
-        QTest::addColumn<int>("status");
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("error");
         QTest::newRow("answer trimmed")
-            << 200 << QByteArray("{\"choices\":[{\"message\":{\"content\":\" Hallo\\n \"}}]}") << "Hallo"
+            << QByteArray("{\"choices\":[{\"message\":{\"content\":\" Hallo\\n \"}}]}") << "Hallo"
             << QString();
-        QTest::newRow("error object") << 200 << QByteArray("{\"error\":{\"message\":\"model not found\"}}")
+        QTest::newRow("error object") << QByteArray("{\"error\":{\"message\":\"model not found\"}}")
                                       << QString() << "API error: model not found";
-        QTest::newRow("not json") << 200 << QByteArray("<html>") << QString()
-                                  << "Failed to parse response: *";
-        QTest::newRow("no choices") << 200 << QByteArray("{\"choices\":[]}") << QString()
-                                    << "No response from API";
+        QTest::newRow("not json") << QByteArray("<html>") << QString() << "Failed to parse response: *";
+        QTest::newRow("no choices") << QByteArray("{\"choices\":[]}") << QString() << "No response from API";
         QTest::newRow("error null is no error")
-            << 200 << QByteArray("{\"error\":null,\"choices\":[{\"message\":{\"content\":\"ok\"}}]}") << "ok"
+            << QByteArray("{\"error\":null,\"choices\":[{\"message\":{\"content\":\"ok\"}}]}") << "ok"
             << QString();
     }
 
     void blockingComplete()
     {
-        QFETCH(int, status);
         QFETCH(QByteArray, body);
-        QFETCH(QString, answer);
         QFETCH(QString, error);
-        m_server->enqueue(ScriptedResponse::json(status, body));
+        m_server->enqueue(ScriptedResponse::json(200, body));
         OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
         QSignalSpy streamingError(&client, &OpenAIClient::streamingError);
-        QCOMPARE(client.complete(QStringLiteral("p")), answer);
-        verifyText(client.lastError(), error);
+        QTEST(client.complete(QStringLiteral("p")), "answer");
+        QVERIFY2(matches(client.lastError(), error), qPrintable(client.lastError()));
         QCOMPARE(streamingError.size(), 0);
     }
 };

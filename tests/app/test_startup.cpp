@@ -1,4 +1,5 @@
 #include "FakeHotkeyBackend.h"
+#include "TestEnv.h"
 
 #include "app/DebugLog.h"
 #include "app/SingleInstance.h"
@@ -14,14 +15,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
-namespace {
-
-QString vontrelPath()
-{
-    return qEnvironmentVariable("VONTREL_BINARY_DIR") + QStringLiteral("/src/vontrel");
-}
-
-} // namespace
+const QString vontrelPath = TestEnv::binaryDir() + QStringLiteral("/src/vontrel");
 
 class TestStartup : public QObject
 {
@@ -33,7 +27,7 @@ private slots:
         QApplication::setApplicationName(QStringLiteral("Vontrel"));
         QApplication::setOrganizationName(QStringLiteral("Vontrel"));
         UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
-        QVERIFY2(QFileInfo(vontrelPath()).isExecutable(), qPrintable(vontrelPath()));
+        QVERIFY2(QFileInfo(vontrelPath).isExecutable(), qPrintable(vontrelPath));
     }
 
     void noDisplayIsOneLine_data()
@@ -60,7 +54,7 @@ private slots:
             env.insert(QStringLiteral("QT_QPA_PLATFORM"), platform);
         QProcess vontrel;
         vontrel.setProcessEnvironment(env);
-        vontrel.start(vontrelPath(), {});
+        vontrel.start(vontrelPath, {});
         QVERIFY(vontrel.waitForFinished(30000));
         QCOMPARE(vontrel.exitStatus(), QProcess::NormalExit);
         QCOMPARE(vontrel.exitCode(), 1);
@@ -73,7 +67,7 @@ private slots:
     {
         // A first instance that died without cleaning up leaves its lock and socket behind.
         QProcess crashed;
-        crashed.start(vontrelPath(), {});
+        crashed.start(vontrelPath, {});
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(SingleInstance::socketPath()), 30000);
         crashed.kill();
         QVERIFY(crashed.waitForFinished(10000));
@@ -84,7 +78,7 @@ private slots:
         QSignalSpy activation(&first, &SingleInstance::activationRequested);
 
         QProcess second;
-        second.start(vontrelPath(), {});
+        second.start(vontrelPath, {});
         QTRY_COMPARE_WITH_TIMEOUT(activation.count(), 1, 30000);
         // It may have ended while the spy waited, and then there is nothing left to wait for.
         QTRY_COMPARE_WITH_TIMEOUT(second.state(), QProcess::NotRunning, 10000);
@@ -95,30 +89,25 @@ private slots:
 
     void settingsNoticeIsShownAndLogIsPrivate()
     {
-        QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
+        QDir folder = QFileInfo(ConfigManager::configFilePath()).absoluteDir();
+        QVERIFY(folder.removeRecursively());
         ConfigManager::instance()->resetToDefaults();
-        QFile config(ConfigManager::configFilePath());
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("{\"ai\": ");
-        config.close();
-        QFile log(debugLogPath());
-        QVERIFY(log.open(QIODevice::WriteOnly));
-        log.close();
-        QVERIFY(
-            log.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther));
+        QVERIFY(TestEnv::writeFile(ConfigManager::configFilePath(), "{\"ai\": "));
+        QVERIFY(TestEnv::writeFile(debugLogPath(), {}));
+        QVERIFY(QFile::setPermissions(debugLogPath(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                          QFileDevice::ReadOther));
 
         VontrelApp app;
         app.setInteractive(false);
         app.setHotkeyBackendForTesting(std::make_unique<FakeHotkeyBackend>());
         app.start();
 
-        const QStringList kept =
-            QFileInfo(config).absoluteDir().entryList({QStringLiteral("config.json.corrupt-*")});
+        const QStringList kept = folder.entryList({QStringLiteral("config.json.corrupt-*")});
         QCOMPARE(kept.size(), 1);
         const QString notice =
             QStringLiteral("Vontrel Settings\nVontrel could not read its settings file and "
                            "started with default settings. The file was kept as:\n%1")
-                .arg(QFileInfo(config).absoluteDir().filePath(kept.first()));
+                .arg(folder.filePath(kept.first()));
         QTRY_VERIFY2(app.shownMessages().contains(notice),
                      qPrintable(app.shownMessages().join(QLatin1Char('|'))));
         QCOMPARE(QFileInfo(debugLogPath()).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther),

@@ -1,10 +1,11 @@
+#include "X11TestHelpers.h"
+
 #include "capture/CaptureOverlay.h"
 #include "capture/CaptureService.h"
 
 #include <QApplication>
 #include <QLabel>
 #include <QPointer>
-#include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
@@ -12,6 +13,8 @@
 #ifndef VONTREL_CAPTURE_RATIO
 #define VONTREL_CAPTURE_RATIO 1
 #endif
+
+using namespace X11TestHelpers;
 
 namespace {
 
@@ -31,52 +34,13 @@ QImage patternImage(const QRect &devicePixels)
     return image;
 }
 
-// Real input through XTEST, one xdotool call per gesture. No "--sync": xdotool 3.20160805 then waits up to
-// 15 s when the pointer is already in place; callers wait for the effect instead.
-bool xdotool(const QStringList &arguments)
-{
-    return QProcess::execute(QStringLiteral("xdotool"), arguments) == 0;
-}
-
-QStringList moveTo(QPoint logical)
-{
-    const QPoint device = logical * QGuiApplication::primaryScreen()->devicePixelRatio();
-    return {QStringLiteral("mousemove"), QString::number(device.x()), QString::number(device.y())};
-}
-
-bool drag(QPoint from, QPoint to, int button = 1)
-{
-    // Through a point half-way, as a hand would, so the overlay sees motion while the button is down.
-    const QString b = QString::number(button);
-    return xdotool(moveTo(from) + QStringList{QStringLiteral("mousedown"), b} + moveTo((from + to) / 2) +
-                   moveTo(to) + QStringList{QStringLiteral("mouseup"), b});
-}
-
-bool key(const char *name)
-{
-    return xdotool({QStringLiteral("key"), QLatin1String(name)});
-}
-
-QList<CaptureOverlay *> captureOverlays(bool visibleOnly = false)
-{
-    QList<CaptureOverlay *> overlays;
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
-        if (auto *overlay = qobject_cast<CaptureOverlay *>(widget);
-            overlay && (overlay->isVisible() || !visibleOnly))
-            overlays << overlay;
-    }
-    return overlays;
-}
-
 // The overlay on screen once it is exposed and has the keyboard focus; null after the timeout.
 CaptureOverlay *waitForCaptureOverlay()
 {
-    if (!QTest::qWaitFor([] { return !captureOverlays(true).isEmpty(); }, 10000))
+    if (!QTest::qWaitFor(captureSelectorShown, 10000))
         return nullptr;
-    CaptureOverlay *overlay = captureOverlays(true).first();
-    if (!QTest::qWaitForWindowExposed(overlay, 10000) || !QTest::qWaitForWindowActive(overlay, 10000))
-        return nullptr;
-    return overlay;
+    CaptureOverlay *overlay = captureOverlays().first();
+    return QTest::qWaitForWindowActive(overlay, 10000) ? overlay : nullptr;
 }
 
 } // namespace
@@ -94,12 +58,104 @@ public:
     }
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void selectsTheDraggedPixels_data();
-    void selectsTheDraggedPixels();
-    void endsOnlyWithALeftDragOrEscape();
+    void initTestCase()
+    {
+        QCOMPARE(QGuiApplication::primaryScreen()->devicePixelRatio(), m_ratio);
+        QPixmap pattern =
+            QPixmap::fromImage(patternImage(QRect(QPoint(0, 0), m_backdrop.screen()->size() * m_ratio)));
+        pattern.setDevicePixelRatio(m_ratio);
+        m_backdrop.setPixmap(pattern);
+        m_backdrop.setWindowFlags(Qt::FramelessWindowHint | Qt::BypassWindowManagerHint);
+        m_backdrop.setGeometry(m_backdrop.screen()->geometry());
+        m_backdrop.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&m_backdrop, 10000));
+    }
+
+    void init()
+    {
+        // The overlay freezes what the X server shows: wait until the backdrop is painted again.
+        QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::primaryScreen()->grabWindow(0).toImage().pixel(301, 203),
+                                  patternAt(301, 203), 10000);
+        m_service = std::make_unique<CaptureService>();
+        m_done = std::make_unique<QSignalSpy>(m_service.get(), &CaptureService::captureDone);
+        m_cancelled = std::make_unique<QSignalSpy>(m_service.get(), &CaptureService::captureCancelled);
+        m_service->startCapture();
+        QVERIFY(m_service->isCapturing());
+        m_overlay = waitForCaptureOverlay();
+        QVERIFY(m_overlay);
+    }
+
+    void cleanup()
+    {
+        // An overlay a failed test left up would swallow the next test's input.
+        for (CaptureOverlay *overlay : captureOverlays())
+            overlay->close();
+        m_done.reset();
+        m_cancelled.reset();
+        m_service.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    void selectsTheDraggedPixels_data()
+    {
+        QTest::addColumn<QLine>("tooSmall"); // a drag that must leave the overlay up for another try
+        QTest::addColumn<QLine>("gesture");
+        QTest::addColumn<QRect>("expected");
+
+        const QRect area(100, 120, 100, 50);
+        const QLine forward(area.topLeft(), area.bottomRight());
+        QTest::newRow("100 x 50") << QLine() << forward << area;
+        QTest::newRow("100 x 50 backwards") << QLine() << QLine(area.bottomRight(), area.topLeft()) << area;
+        QTest::newRow("6 x 6, the smallest") << QLine() << QLine(500, 300, 505, 305) << QRect(500, 300, 6, 6);
+        QTest::newRow("after 5 x 300") << QLine(400, 100, 404, 399) << forward << area;
+    }
+
+    void selectsTheDraggedPixels()
+    {
+        QFETCH(QLine, tooSmall);
+        QFETCH(QLine, gesture);
+        QFETCH(QRect, expected);
+
+        QVERIFY(tooSmall.isNull() || drag(tooSmall.p1(), tooSmall.p2()));
+        QVERIFY(drag(gesture.p1(), gesture.p2()));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_done->isEmpty(), 10000); // may have come while xdotool ran
+        QCOMPARE(m_done->count() + m_cancelled->count(), 1);
+        QVERIFY(!m_service->isCapturing());
+
+        // Full device resolution, carrying the screen's ratio: 100 x 50 at ratio 2 is 200 x 100 pixels.
+        QImage image = m_done->first().first().value<QImage>();
+        QCOMPARE(image.devicePixelRatio(), m_ratio);
+        QCOMPARE(image.size(), expected.size() * m_ratio);
+        image.setDevicePixelRatio(1);
+        QCOMPARE(image.convertToFormat(QImage::Format_RGB32),
+                 patternImage(QRect(expected.topLeft() * m_ratio, expected.size() * m_ratio)));
+    }
+
+    void endsOnlyWithALeftDragOrEscape()
+    {
+        // A second request while capturing is ignored; other buttons and keys do not end the capture.
+        m_service->startCapture();
+        QCOMPARE(captureOverlays(false), QList<CaptureOverlay *>{m_overlay.data()});
+        QVERIFY(drag(QPoint(300, 300), QPoint(300, 300), 3));
+        QVERIFY(drag(QPoint(200, 200), QPoint(260, 240), 3));
+        QVERIFY(xdotool({"key", "Return"}));
+        QVERIFY(xdotool({"key", "q"}));
+        QVERIFY(drag(QPoint(100, 100), QPoint(149, 129)));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_done->isEmpty(), 10000); // may have come while xdotool ran
+        QCOMPARE(m_cancelled->count(), 0);
+        QCOMPARE(m_done->first().first().value<QImage>().size(), QSize(50, 30) * m_ratio);
+
+        m_service->startCapture();
+        QVERIFY(waitForCaptureOverlay());
+        QVERIFY(xdotool({"key", "Escape"}));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_cancelled->isEmpty(), 10000);
+        QCOMPARE(m_done->count(), 1);
+        QVERIFY(!m_service->isCapturing());
+
+        // After a cancel, the service takes the next request.
+        m_service->startCapture();
+        QVERIFY(waitForCaptureOverlay());
+    }
 
 private:
     const qreal m_ratio = VONTREL_CAPTURE_RATIO;
@@ -109,105 +165,6 @@ private:
     std::unique_ptr<QSignalSpy> m_cancelled;
     QPointer<CaptureOverlay> m_overlay;
 };
-
-void TestCapture::initTestCase()
-{
-    QCOMPARE(QGuiApplication::primaryScreen()->devicePixelRatio(), m_ratio);
-    QPixmap pattern =
-        QPixmap::fromImage(patternImage(QRect(QPoint(0, 0), m_backdrop.screen()->size() * m_ratio)));
-    pattern.setDevicePixelRatio(m_ratio);
-    m_backdrop.setPixmap(pattern);
-    m_backdrop.setWindowFlags(Qt::FramelessWindowHint | Qt::BypassWindowManagerHint);
-    m_backdrop.setGeometry(m_backdrop.screen()->geometry());
-    m_backdrop.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&m_backdrop, 10000));
-}
-
-void TestCapture::init()
-{
-    // The overlay freezes what the X server shows: wait until the backdrop is painted again.
-    QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::primaryScreen()->grabWindow(0).toImage().pixel(301, 203),
-                              patternAt(301, 203), 10000);
-    m_service = std::make_unique<CaptureService>();
-    m_done = std::make_unique<QSignalSpy>(m_service.get(), &CaptureService::captureDone);
-    m_cancelled = std::make_unique<QSignalSpy>(m_service.get(), &CaptureService::captureCancelled);
-    m_service->startCapture();
-    QVERIFY(m_service->isCapturing());
-    m_overlay = waitForCaptureOverlay();
-    QVERIFY(m_overlay);
-}
-
-void TestCapture::cleanup()
-{
-    // An overlay a failed test left up would swallow the next test's input.
-    for (CaptureOverlay *overlay : captureOverlays(true))
-        overlay->close();
-    m_done.reset();
-    m_cancelled.reset();
-    m_service.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-void TestCapture::selectsTheDraggedPixels_data()
-{
-    QTest::addColumn<QLine>("tooSmall"); // a drag that must leave the overlay up for another try
-    QTest::addColumn<QLine>("gesture");
-    QTest::addColumn<QRect>("expected");
-
-    const QRect area(100, 120, 100, 50);
-    const QLine forward(area.topLeft(), area.bottomRight());
-    QTest::newRow("100 x 50") << QLine() << forward << area;
-    QTest::newRow("100 x 50 backwards") << QLine() << QLine(area.bottomRight(), area.topLeft()) << area;
-    QTest::newRow("6 x 6, the smallest") << QLine() << QLine(500, 300, 505, 305) << QRect(500, 300, 6, 6);
-    QTest::newRow("after 5 x 300") << QLine(400, 100, 404, 399) << forward << area;
-}
-
-void TestCapture::selectsTheDraggedPixels()
-{
-    QFETCH(QLine, tooSmall);
-    QFETCH(QLine, gesture);
-    QFETCH(QRect, expected);
-
-    QVERIFY(tooSmall.isNull() || drag(tooSmall.p1(), tooSmall.p2()));
-    QVERIFY(drag(gesture.p1(), gesture.p2()));
-    QVERIFY(m_done->wait(10000));
-    QCOMPARE(m_done->count() + m_cancelled->count(), 1);
-    QVERIFY(!m_service->isCapturing());
-
-    // Full device resolution, carrying the screen's ratio: 100 x 50 at ratio 2 is 200 x 100 pixels.
-    QImage image = m_done->first().first().value<QImage>();
-    QCOMPARE(image.devicePixelRatio(), m_ratio);
-    QCOMPARE(image.size(), expected.size() * m_ratio);
-    image.setDevicePixelRatio(1);
-    QCOMPARE(image.convertToFormat(QImage::Format_RGB32),
-             patternImage(QRect(expected.topLeft() * m_ratio, expected.size() * m_ratio)));
-}
-
-void TestCapture::endsOnlyWithALeftDragOrEscape()
-{
-    // A second request while capturing is ignored; other buttons and keys do not end the capture.
-    m_service->startCapture();
-    QCOMPARE(captureOverlays(), QList<CaptureOverlay *>{m_overlay.data()});
-    QVERIFY(drag(QPoint(300, 300), QPoint(300, 300), 3));
-    QVERIFY(drag(QPoint(200, 200), QPoint(260, 240), 3));
-    QVERIFY(key("Return"));
-    QVERIFY(key("q"));
-    QVERIFY(drag(QPoint(100, 100), QPoint(149, 129)));
-    QVERIFY(m_done->wait(10000));
-    QCOMPARE(m_cancelled->count(), 0);
-    QCOMPARE(m_done->first().first().value<QImage>().size(), QSize(50, 30) * m_ratio);
-
-    m_service->startCapture();
-    QVERIFY(waitForCaptureOverlay());
-    QVERIFY(key("Escape"));
-    QVERIFY(m_cancelled->wait(10000));
-    QCOMPARE(m_done->count(), 1);
-    QVERIFY(!m_service->isCapturing());
-
-    // After a cancel, the service takes the next request.
-    m_service->startCapture();
-    QVERIFY(waitForCaptureOverlay());
-}
 
 QTEST_MAIN(TestCapture)
 #include "test_capture.moc"

@@ -1,3 +1,4 @@
+#include "TestEnv.h"
 #include "config/ConfigManager.h"
 
 #include <QDir>
@@ -7,7 +8,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTest>
 
 namespace {
@@ -25,18 +25,11 @@ class TestConfigManager : public QObject
 private:
     ConfigManager *config() const { return ConfigManager::instance(); }
 
-    static void writeFile(const QByteArray &bytes)
+    static bool writeFile(const QByteArray &bytes)
     {
-        QFile file(ConfigManager::configFilePath());
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
+        return TestEnv::writeFile(ConfigManager::configFilePath(), bytes);
     }
-
-    static QByteArray readFile()
-    {
-        QFile file(ConfigManager::configFilePath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    static QByteArray readFile() { return TestEnv::readFile(ConfigManager::configFilePath()); }
 
     static QJsonObject readJson() { return QJsonDocument::fromJson(readFile()).object(); }
 
@@ -56,15 +49,22 @@ private slots:
         config()->resetToDefaults();
     }
 
-    void defaultsAndLocation()
+    void locationAndNewFileIsPrivate()
     {
         const QString path = ConfigManager::configFilePath();
         QCOMPARE(path,
                  qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vontrel/Vontrel/config.json"));
-        QCOMPARE(config()->apiUrl(), QStringLiteral("https://api.openai.com/v1"));
         // A missing file is not an error and creates nothing.
         QVERIFY(config()->load());
         QVERIFY(!QFile::exists(path));
+
+        QVERIFY(config()->save());
+        const QFileInfo file(path);
+        QCOMPARE(file.permissions() & kOthers, QFileDevice::Permissions());
+        QVERIFY(file.permissions().testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+        const QFileInfo dir(file.absolutePath());
+        QCOMPARE(dir.permissions() & kOthers, QFileDevice::Permissions());
+        QVERIFY(dir.permissions().testFlag(QFileDevice::ExeOwner));
     }
 
     void roundTrip()
@@ -103,7 +103,7 @@ private slots:
     void unparsableFileIsKept()
     {
         const QByteArray broken = "{\"ai\": {\"api_key\": \"sk-precious\",";
-        writeFile(broken);
+        QVERIFY(writeFile(broken));
         QFile::setPermissions(ConfigManager::configFilePath(),
                               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
                                   QFileDevice::ReadOther);
@@ -117,10 +117,9 @@ private slots:
         const QStringList kept =
             dir.entryList({QStringLiteral("config.json.corrupt-[0-9]*-[0-9]*")}, QDir::Files);
         QCOMPARE(kept.size(), 1);
-        QFile keptFile(dir.filePath(kept.first()));
-        QVERIFY(keptFile.open(QIODevice::ReadOnly) && keptFile.readAll() == broken);
+        QCOMPARE(TestEnv::readFile(dir.filePath(kept.first())), broken);
         // It holds the key: nobody else may read it, whatever mode the broken file had.
-        QCOMPARE(keptFile.permissions() & kOthers, QFileDevice::Permissions());
+        QCOMPARE(QFileInfo(dir.filePath(kept.first())).permissions() & kOthers, QFileDevice::Permissions());
         QCOMPARE(readJson().value("ai").toObject().value("model").toString(), QStringLiteral("other"));
 
         // Only the first save moves the broken file aside, and the user hears of it once, with its name.
@@ -134,7 +133,7 @@ private slots:
 
     void saveKeepsWhatOthersWrote()
     {
-        writeFile(R"({"ai": {"model": "mine", "temperature": 0.2}, "plugins": {"x": [1, 2]}})");
+        QVERIFY(writeFile(R"({"ai": {"model": "mine", "temperature": 0.2}, "plugins": {"x": [1, 2]}})"));
         QVERIFY(config()->load());
         // Another instance, vontrel-cli or an editor changes the file while this one runs.
         QJsonObject root = readJson();
@@ -142,7 +141,7 @@ private slots:
         ai.insert("model", "hand-edited");
         ai.insert("api_key", "sk-from-elsewhere");
         root.insert("ai", ai);
-        writeFile(QJsonDocument(root).toJson());
+        QVERIFY(writeFile(QJsonDocument(root).toJson()));
 
         config()->setTargetLanguage(QStringLiteral("German"));
         const QJsonObject saved = readJson();
@@ -164,7 +163,7 @@ private slots:
     {
         const QByteArray json = R"({"ai": {"model": 5}, "general": {"start_at_login": "yes"},
                       "hotkeys": {"capture": "Hyper+Nonsense", "clipboard_text": ""}})";
-        writeFile(json);
+        QVERIFY(writeFile(json));
         QSignalSpy notices(config(), &ConfigManager::userNotice);
         QVERIFY(config()->load());
         // The wrong values are not used, and loading alone rewrites nothing.
@@ -187,18 +186,6 @@ private slots:
         QCOMPARE(saved.value("ai").toObject().value("model"), QJsonValue("m"));
         QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue("Alt+F2"));
         QCOMPARE(notices.count(), 1);
-    }
-
-    void newFileIsPrivate()
-    {
-        QVERIFY(config()->save());
-        const QFileDevice::Permissions others = kOthers;
-        const QFileInfo file(ConfigManager::configFilePath());
-        QCOMPARE(file.permissions() & others, QFileDevice::Permissions());
-        QVERIFY(file.permissions().testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
-        const QFileInfo dir(file.absolutePath());
-        QCOMPARE(dir.permissions() & others, QFileDevice::Permissions());
-        QVERIFY(dir.permissions().testFlag(QFileDevice::ExeOwner));
     }
 
     void writeFailureIsReported_data()
@@ -247,12 +234,9 @@ private slots:
     {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("language");
-        QTest::newRow("Swiss German") << "de-CH"
-                                      << "German";
-        QTest::newRow("Arabic") << "ar"
-                                << "English";
-        QTest::newRow("Traditional Chinese") << "zh-TW"
-                                             << "Chinese";
+        QTest::newRow("Swiss German") << QStringLiteral("de-CH") << QStringLiteral("German");
+        QTest::newRow("Arabic") << QStringLiteral("ar") << QStringLiteral("English");
+        QTest::newRow("Traditional Chinese") << QStringLiteral("zh-TW") << QStringLiteral("Chinese");
     }
 
     void targetLanguageForLocale()

@@ -35,139 +35,133 @@ class TestTesseractOcrProvider : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void readsLinesInOrder_data();
-    void readsLinesInOrder();
-    void readsChineseAfterEnglishInARealCapture();
-    void givesUpOnTooComplexRegion();
-    void reportsMissingLanguageData_data();
-    void reportsMissingLanguageData();
+    void initTestCase()
+    {
+        m_provider = std::make_unique<TesseractOcrProvider>();
+        if (m_provider->languages() != QLatin1String("chi_sim+eng"))
+            QSKIP("needs the Simplified Chinese and English data (tesseract-ocr-chi-sim, tesseract-ocr-eng)");
+    }
+
+    void readsLinesInOrder_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<QString>("expected");
+
+        const auto row = [](const char *name, const QStringList &lines, int pixelSize, qreal ratio,
+                            bool dark) {
+            const QColor text = dark ? QColor(0xe0, 0xe0, 0xe0) : QColor(0x1d, 0x1d, 0x1f);
+            const QColor background = dark ? QColor(0x1e, 0x1e, 0x1e) : QColor(Qt::white);
+            QTest::newRow(name) << TextImage::render(lines, pixelSize, text, background, ratio)
+                                << lines.join(QLatin1Char('\n'));
+        };
+        const QStringList english = {QStringLiteral("Open Recent Files"),
+                                     QStringLiteral("Show hidden files and folders"),
+                                     QStringLiteral("Check for updates automatically")};
+        row("English", english, 16, 1.0, false);
+        row("English, small, ratio 2", english, 12, 2.0, false);
+        row("Chinese", {QStringLiteral("打开最近使用的文件"), QStringLiteral("请选择要识别的屏幕区域")}, 18,
+            1.0, false);
+        row("Chinese, dark theme, ratio 2", {QStringLiteral("偏好设置"), QStringLiteral("启用深色模式")}, 14,
+            2.0, true);
+        // No text is a finished, empty result, never an error.
+        row("no text, dark", {}, 30, 1.0, true);
+
+        // Hand-dragged regions: what surrounds the text is not read, and does not make lines go missing.
+        const QImage paragraph = TextImage::render(english, 13);
+        const QString englishText = english.join(QLatin1Char('\n'));
+        QTest::newRow("outlined paragraph")
+            << TextImage::framed(paragraph, 3, QColor(0x8c, 0x8c, 0x8c), 4) << englishText;
+        // A text field: its sides are hardly taller than the line, yet must not be read as "|" or "l".
+        const QImage field = TextImage::render({QStringLiteral("Check for updates")}, 15);
+        QTest::newRow("text field around one line")
+            << TextImage::framed(field.copy(0, 6, field.width(), field.height() - 12), 2,
+                                 QColor(0x8c, 0x8c, 0x8c), 3)
+            << QStringLiteral("Check for updates");
+        QTest::newRow("frame at the edge, ratio 2")
+            << TextImage::framed(TextImage::render(english, 12, Qt::black, Qt::white, 2.0), 0, Qt::black)
+            << englishText;
+        const QImage line = TextImage::render({QStringLiteral("Open Recent Files")}, 15);
+        QImage icon(line.width() + 26, line.height(), QImage::Format_RGB32);
+        icon.fill(Qt::white);
+        {
+            QPainter painter(&icon);
+            painter.drawImage(26, 0, line);
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(QColor(0x3d, 0x7b, 0xe0));
+            painter.drawEllipse(QRectF(8, icon.height() / 2.0 - 9, 18, 18));
+            painter.setBrush(Qt::white);
+            painter.drawEllipse(QPointF(17, icon.height() / 2.0), 3, 3);
+        }
+        QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
+        // A page title as Qt draws it, with the card's edge below: bold stems are thick, yet no icon.
+        QTest::newRow("bold title, a real capture")
+            << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/title-bold-light-en.png"))
+            << QStringLiteral("General");
+    }
+
+    void readsLinesInOrder()
+    {
+        QFETCH(QImage, image);
+        QFETCH(QString, expected);
+        QCOMPARE(runWorker(m_provider.get(), image), expected);
+    }
+
+    void readsChineseAfterEnglishInARealCapture()
+    {
+        const QImage capture(TestEnv::sourceDir() +
+                             QStringLiteral("/tests/ocr/data/hotkey-row-dark-zh-CN.png"));
+        QVERIFY(!capture.isNull());
+        const QStringList lines = runWorker(m_provider.get(), capture).split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines[0].contains(QStringLiteral("Meta+Shift+2")), qPrintable(lines[0]));
+        QVERIFY2(lines[1].startsWith(QStringLiteral("翻译选中文本")), qPrintable(lines[1]));
+        QVERIFY2(!lines[1].contains(QRegularExpression(QStringLiteral("[A-Za-z]"))), qPrintable(lines[1]));
+    }
+
+    void givesUpOnTooComplexRegion()
+    {
+        // A wall of small random letters keeps the engine busy far longer than the short limit set here.
+        QRandomGenerator random(7);
+        QStringList wall;
+        for (int line = 0; line < 40; ++line) {
+            QString text;
+            for (int i = 0; i < 90; ++i)
+                text += i % 6 == 5 ? QLatin1Char(' ') : QChar(u'a' + random.bounded(26));
+            wall << text;
+        }
+        const QImage image = TextImage::render(wall, 11);
+        m_provider->setTimeLimit(50);
+        const QString outcome = runWorker(m_provider.get(), image);
+        m_provider->setTimeLimit(TesseractOcrProvider::kDefaultTimeLimitMs);
+        QVERIFY2(outcome.startsWith(QStringLiteral("error: The region is too complex")), qPrintable(outcome));
+        // The engine is left ready for the next region.
+        QCOMPARE(runWorker(m_provider.get(), TextImage::render({QStringLiteral("Preferences")}, 16)),
+                 QStringLiteral("Preferences"));
+    }
+
+    void reportsMissingLanguageData_data()
+    {
+        QTest::addColumn<QString>("languages");
+        QTest::newRow("no data at all") << QString();
+        QTest::newRow("unknown language") << QStringLiteral("xyz");
+    }
+
+    void reportsMissingLanguageData()
+    {
+        QFETCH(QString, languages);
+        QTemporaryDir dataDir; // empty
+        TesseractOcrProvider provider(languages, dataDir.path());
+        QVERIFY(!provider.isAvailable());
+        QCOMPARE(runWorker(&provider, TextImage::render({QStringLiteral("Preferences")}, 16)),
+                 QStringLiteral("error: OCR not available on this system"));
+    }
 
 private:
     std::unique_ptr<TesseractOcrProvider> m_provider;
 };
 
-void TestTesseractOcrProvider::initTestCase()
-{
-    m_provider = std::make_unique<TesseractOcrProvider>();
-    if (m_provider->languages() != QLatin1String("chi_sim+eng"))
-        QSKIP("needs the Simplified Chinese and English data (tesseract-ocr-chi-sim, tesseract-ocr-eng)");
-}
-
-void TestTesseractOcrProvider::readsLinesInOrder_data()
-{
-    QTest::addColumn<QImage>("image");
-    QTest::addColumn<QString>("expected");
-
-    const auto row = [](const char *name, const QStringList &lines, int pixelSize, qreal ratio, bool dark) {
-        const QColor text = dark ? QColor(0xe0, 0xe0, 0xe0) : QColor(0x1d, 0x1d, 0x1f);
-        const QColor background = dark ? QColor(0x1e, 0x1e, 0x1e) : QColor(Qt::white);
-        QTest::newRow(name) << TextImage::render(lines, pixelSize, text, background, ratio)
-                            << lines.join(QLatin1Char('\n'));
-    };
-    const QStringList english = {QStringLiteral("Open Recent Files"),
-                                 QStringLiteral("Show hidden files and folders"),
-                                 QStringLiteral("Check for updates automatically")};
-    row("English", english, 16, 1.0, false);
-    row("English, small, ratio 2", english, 12, 2.0, false);
-    row("Chinese", {QStringLiteral("打开最近使用的文件"), QStringLiteral("请选择要识别的屏幕区域")}, 18, 1.0,
-        false);
-    row("Chinese, dark theme, ratio 2", {QStringLiteral("偏好设置"), QStringLiteral("启用深色模式")}, 14, 2.0,
-        true);
-    // No text is a finished, empty result, never an error.
-    row("no text, dark", {}, 30, 1.0, true);
-
-    // Hand-dragged regions: what surrounds the text is not read, and does not make lines go missing.
-    const QImage paragraph = TextImage::render(english, 13);
-    const QString englishText = english.join(QLatin1Char('\n'));
-    QTest::newRow("outlined paragraph")
-        << TextImage::framed(paragraph, 3, QColor(0x8c, 0x8c, 0x8c), 4) << englishText;
-    // A text field: its sides are hardly taller than the line, yet must not be read as "|" or "l".
-    const QImage field = TextImage::render({QStringLiteral("Check for updates")}, 15);
-    QTest::newRow("text field around one line")
-        << TextImage::framed(field.copy(0, 6, field.width(), field.height() - 12), 2,
-                             QColor(0x8c, 0x8c, 0x8c), 3)
-        << QStringLiteral("Check for updates");
-    QTest::newRow("frame at the edge, ratio 2")
-        << TextImage::framed(TextImage::render(english, 12, Qt::black, Qt::white, 2.0), 0, Qt::black)
-        << englishText;
-    const QImage line = TextImage::render({QStringLiteral("Open Recent Files")}, 15);
-    QImage icon(line.width() + 26, line.height(), QImage::Format_RGB32);
-    icon.fill(Qt::white);
-    {
-        QPainter painter(&icon);
-        painter.drawImage(26, 0, line);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(0x3d, 0x7b, 0xe0));
-        painter.drawEllipse(QRectF(8, icon.height() / 2.0 - 9, 18, 18));
-        painter.setBrush(Qt::white);
-        painter.drawEllipse(QPointF(17, icon.height() / 2.0), 3, 3);
-    }
-    QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
-    // A page title as Qt draws it, with the card's edge below: bold stems are thick, yet no icon.
-    QTest::newRow("bold title, a real capture")
-        << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/title-bold-light-en.png"))
-        << QStringLiteral("General");
-}
-
-void TestTesseractOcrProvider::readsLinesInOrder()
-{
-    QFETCH(QImage, image);
-    QFETCH(QString, expected);
-    QCOMPARE(runWorker(m_provider.get(), image), expected);
-}
-
 // A row of the dark Hotkeys page as Qt draws it: a Chinese label, a key field, and a grey description below.
 // Read as one page, the description used to come out as Latin nonsense after the field's English text.
-void TestTesseractOcrProvider::readsChineseAfterEnglishInARealCapture()
-{
-    const QImage capture(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/hotkey-row-dark-zh-CN.png"));
-    QVERIFY(!capture.isNull());
-    const QStringList lines = runWorker(m_provider.get(), capture).split(QLatin1Char('\n'));
-    QCOMPARE(lines.size(), 2);
-    QVERIFY2(lines[0].contains(QStringLiteral("Meta+Shift+2")), qPrintable(lines[0]));
-    QVERIFY2(lines[1].startsWith(QStringLiteral("翻译选中文本")), qPrintable(lines[1]));
-    QVERIFY2(!lines[1].contains(QRegularExpression(QStringLiteral("[A-Za-z]"))), qPrintable(lines[1]));
-}
-
-void TestTesseractOcrProvider::givesUpOnTooComplexRegion()
-{
-    // A wall of small random letters keeps the engine busy far longer than the short limit set here.
-    QRandomGenerator random(7);
-    QStringList wall;
-    for (int line = 0; line < 40; ++line) {
-        QString text;
-        for (int i = 0; i < 90; ++i)
-            text += i % 6 == 5 ? QLatin1Char(' ') : QChar(u'a' + random.bounded(26));
-        wall << text;
-    }
-    const QImage image = TextImage::render(wall, 11);
-    m_provider->setTimeLimit(50);
-    const QString outcome = runWorker(m_provider.get(), image);
-    m_provider->setTimeLimit(TesseractOcrProvider::kDefaultTimeLimitMs);
-    QVERIFY2(outcome.startsWith(QStringLiteral("error: The region is too complex")), qPrintable(outcome));
-    // The engine is left ready for the next region.
-    QCOMPARE(runWorker(m_provider.get(), TextImage::render({QStringLiteral("Preferences")}, 16)),
-             QStringLiteral("Preferences"));
-}
-
-void TestTesseractOcrProvider::reportsMissingLanguageData_data()
-{
-    QTest::addColumn<QString>("languages");
-    QTest::newRow("no data at all") << QString();
-    QTest::newRow("unknown language") << QStringLiteral("xyz");
-}
-
-void TestTesseractOcrProvider::reportsMissingLanguageData()
-{
-    QFETCH(QString, languages);
-    QTemporaryDir dataDir; // empty
-    TesseractOcrProvider provider(languages, dataDir.path());
-    QVERIFY(!provider.isAvailable());
-    QCOMPARE(runWorker(&provider, TextImage::render({QStringLiteral("Preferences")}, 16)),
-             QStringLiteral("error: OCR not available on this system"));
-}
-
 QTEST_MAIN(TestTesseractOcrProvider)
 #include "test_tesseractocrprovider.moc"

@@ -4,6 +4,7 @@
 
 #include "FakePortal.h"
 #include "SessionRig.h"
+#include "X11TestHelpers.h"
 
 #include "app/VontrelApp.h"
 #include "capture/CaptureOverlay.h"
@@ -37,16 +38,6 @@ ResultWindow *waitForTranslation(const VontrelApp &app, const QPointer<ResultWin
     return QTest::qWaitFor(done, kBound) ? window : nullptr;
 }
 
-QList<CaptureOverlay *> shownOverlays()
-{
-    QList<CaptureOverlay *> overlays;
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
-        if (auto *overlay = qobject_cast<CaptureOverlay *>(widget); overlay && overlay->isVisible())
-            overlays << overlay;
-    }
-    return overlays;
-}
-
 } // namespace
 
 class TestWaylandSession : public QObject
@@ -54,89 +45,80 @@ class TestWaylandSession : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void hotkeysTrayAndCapture();
+    void initTestCase()
+    {
+        const QString unavailable = qEnvironmentVariable("VONTREL_WAYLAND_UNAVAILABLE");
+        if (!unavailable.isEmpty())
+            QSKIP(qPrintable(QStringLiteral("no Wayland compositor: ") + unavailable));
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("wayland"));
+        QApplication::setApplicationName(QStringLiteral("Vontrel"));
+        QApplication::setOrganizationName(QStringLiteral("Vontrel"));
+        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
+    }
+
+    void hotkeysTrayAndCapture()
+    {
+        FakePortal portal(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"));
+        QVERIFY(portal.isRunning());
+        QImage desktop(1600, 1000, QImage::Format_RGB32);
+        desktop.fill(Qt::darkCyan);
+        QPainter(&desktop).fillRect(QRect(100, 100, 300, 80), Qt::yellow);
+        portal.setScreenshot(desktop);
+
+        LoopbackHttpServer server;
+        QVERIFY(SessionRig::serveAsProvider(server));
+
+        VontrelApp app;
+        app.setInteractive(false);
+        app.start();
+
+        // The portal binds both hotkeys with the user's keys as the suggestion; nothing is shown at start-up.
+        QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 1, kBound);
+        QCOMPARE(portal.binds().at(0).preferredTriggers.value(QStringLiteral("capture")),
+                 QStringLiteral("SHIFT+LOGO+1"));
+        QCOMPARE(portal.binds().at(0).preferredTriggers.value(QStringLiteral("clipboard-text")),
+                 QStringLiteral("SHIFT+LOGO+2"));
+        QTest::qWait(200);
+        QVERIFY2(app.shownMessages().isEmpty() && app.shownBalloons().isEmpty(),
+                 qPrintable((app.shownMessages() + app.shownBalloons()).join(QLatin1Char('|'))));
+
+        // The tray's clipboard entry translates the clipboard text, with no copy keystroke.
+        QGuiApplication::clipboard()->setText(QStringLiteral("Bonjour"));
+        app.clipboardTextAction()->trigger();
+        QPointer<ResultWindow> window = waitForTranslation(app, nullptr);
+        QVERIFY(window);
+        QCOMPARE(server.requests().size(), 1);
+        QVERIFY(server.requests().at(0).body.contains("Bonjour"));
+
+        // The portal's activation of the clipboard-text shortcut opens the same kind of session.
+        QGuiApplication::clipboard()->setText(QStringLiteral("Guten Tag"));
+        portal.activate(QStringLiteral("clipboard-text"), 1000);
+        window = waitForTranslation(app, window);
+        QVERIFY(window);
+        QVERIFY(server.requests().last().body.contains("Guten Tag"));
+
+        // Changed keys on the Hotkeys page bind again, in a session of their own.
+        app.onHotkeysChanged(QKeySequence(QStringLiteral("Ctrl+Alt+C")),
+                             QKeySequence(QStringLiteral("Ctrl+Alt+T")));
+        QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 2, kBound);
+        QCOMPARE(portal.binds().at(1).preferredTriggers.value(QStringLiteral("capture")),
+                 QStringLiteral("CTRL+ALT+c"));
+        QTRY_COMPARE_WITH_TIMEOUT(portal.openSessions().size(), 1, kBound);
+
+        // The capture shortcut asks the portal for a screenshot and opens the region selector on its file.
+        portal.activate(QStringLiteral("capture"), 2000);
+        QTRY_COMPARE_WITH_TIMEOUT(portal.screenshotCount(), 1, kBound);
+        QCOMPARE(portal.lastScreenshotOptions().value(QStringLiteral("interactive")).toBool(), false);
+        QTRY_COMPARE_WITH_TIMEOUT(X11TestHelpers::captureOverlays().size(), 1, kBound);
+        CaptureOverlay *overlay = X11TestHelpers::captureOverlays().first();
+        const QImage shown = overlay->grab().toImage();
+        // The selector dims the screenshot: the yellow block shows through as a darker yellow.
+        const QColor block = shown.pixelColor(QPoint(250, 140) * shown.devicePixelRatio());
+        QVERIFY2(block.red() > 100 && block.green() > 100 && block.blue() < 60, qPrintable(block.name()));
+        QTest::keyClick(overlay, Qt::Key_Escape);
+        QTRY_VERIFY_WITH_TIMEOUT(X11TestHelpers::captureOverlays().isEmpty(), kBound);
+    }
 };
-
-void TestWaylandSession::initTestCase()
-{
-    const QString unavailable = qEnvironmentVariable("VONTREL_WAYLAND_UNAVAILABLE");
-    if (!unavailable.isEmpty())
-        QSKIP(qPrintable(QStringLiteral("no Wayland compositor: ") + unavailable));
-    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("wayland"));
-    QApplication::setApplicationName(QStringLiteral("Vontrel"));
-    QApplication::setOrganizationName(QStringLiteral("Vontrel"));
-    UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
-}
-
-void TestWaylandSession::hotkeysTrayAndCapture()
-{
-    FakePortal portal(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"));
-    QVERIFY(portal.isRunning());
-    QImage desktop(1600, 1000, QImage::Format_RGB32);
-    desktop.fill(Qt::darkCyan);
-    QPainter(&desktop).fillRect(QRect(100, 100, 300, 80), Qt::yellow);
-    portal.setScreenshot(desktop);
-
-    LoopbackHttpServer server;
-    QVERIFY(server.listen());
-    server.setFallback(stream({QStringLiteral("Hel"), QStringLiteral("lo")}));
-    ConfigManager *config = ConfigManager::instance();
-    config->resetToDefaults();
-    config->setApiUrl(server.baseUrl("/v1"));
-    config->setApiKey(QStringLiteral("test-key"));
-    config->setModel(QStringLiteral("test-model"));
-
-    VontrelApp app;
-    app.setInteractive(false);
-    app.start();
-
-    // The portal binds both hotkeys with the user's keys as the suggestion; nothing is shown at start-up.
-    QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 1, kBound);
-    QCOMPARE(portal.binds().at(0).preferredTriggers.value(QStringLiteral("capture")),
-             QStringLiteral("SHIFT+LOGO+1"));
-    QCOMPARE(portal.binds().at(0).preferredTriggers.value(QStringLiteral("clipboard-text")),
-             QStringLiteral("SHIFT+LOGO+2"));
-    QTest::qWait(200);
-    QVERIFY2(app.shownMessages().isEmpty() && app.shownBalloons().isEmpty(),
-             qPrintable((app.shownMessages() + app.shownBalloons()).join(QLatin1Char('|'))));
-
-    // The tray's clipboard entry translates the clipboard text, with no copy keystroke.
-    QGuiApplication::clipboard()->setText(QStringLiteral("Bonjour"));
-    app.clipboardTextAction()->trigger();
-    QPointer<ResultWindow> window = waitForTranslation(app, nullptr);
-    QVERIFY(window);
-    QCOMPARE(server.requests().size(), 1);
-    QVERIFY(server.requests().at(0).body.contains("Bonjour"));
-
-    // The portal's activation of the clipboard-text shortcut opens the same kind of session.
-    QGuiApplication::clipboard()->setText(QStringLiteral("Guten Tag"));
-    portal.activate(QStringLiteral("clipboard-text"), 1000);
-    window = waitForTranslation(app, window);
-    QVERIFY(window);
-    QVERIFY(server.requests().last().body.contains("Guten Tag"));
-
-    // Changed keys on the Hotkeys page bind again, in a session of their own.
-    app.onHotkeysChanged(QKeySequence(QStringLiteral("Ctrl+Alt+C")),
-                         QKeySequence(QStringLiteral("Ctrl+Alt+T")));
-    QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 2, kBound);
-    QCOMPARE(portal.binds().at(1).preferredTriggers.value(QStringLiteral("capture")),
-             QStringLiteral("CTRL+ALT+c"));
-    QTRY_COMPARE_WITH_TIMEOUT(portal.openSessions().size(), 1, kBound);
-
-    // The capture shortcut asks the portal for a screenshot and opens the region selector on its file.
-    portal.activate(QStringLiteral("capture"), 2000);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.screenshotCount(), 1, kBound);
-    QCOMPARE(portal.lastScreenshotOptions().value(QStringLiteral("interactive")).toBool(), false);
-    QTRY_COMPARE_WITH_TIMEOUT(shownOverlays().size(), 1, kBound);
-    CaptureOverlay *overlay = shownOverlays().first();
-    const QImage shown = overlay->grab().toImage();
-    // The selector dims the screenshot: the yellow block shows through as a darker yellow.
-    const QColor block = shown.pixelColor(QPoint(250, 140) * shown.devicePixelRatio());
-    QVERIFY2(block.red() > 100 && block.green() > 100 && block.blue() < 60, qPrintable(block.name()));
-    QTest::keyClick(overlay, Qt::Key_Escape);
-    QTRY_VERIFY_WITH_TIMEOUT(shownOverlays().isEmpty(), kBound);
-}
 
 QTEST_MAIN(TestWaylandSession)
 #include "test_wayland_session.moc"

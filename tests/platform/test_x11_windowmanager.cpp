@@ -17,9 +17,9 @@ namespace {
 
 constexpr int kBound = 20000;
 
-QString xdotool(const QStringList &arguments)
+QString activeWindowId()
 {
-    return QString::fromLocal8Bit(runTool(QStringLiteral("xdotool"), arguments).output).trimmed();
+    return QString::fromLocal8Bit(runTool(QStringLiteral("xdotool"), {"getactivewindow"}).output).trimmed();
 }
 
 void clickInto(const QString &windowId)
@@ -41,76 +41,73 @@ class TestX11WindowManager : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void hotkeyWindowTakesFocusAndYieldsIt();
+    void initTestCase()
+    {
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        if (QStandardPaths::findExecutable(QStringLiteral("openbox")).isEmpty())
+            QSKIP("openbox is not installed (Debian package openbox)");
+        m_windowManager.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_windowManager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        QVERIFY(m_windowManager.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(windowManagerRunning(), kBound);
+    }
+
+    void cleanupTestCase()
+    {
+        m_windowManager.terminate();
+        m_windowManager.waitForFinished();
+    }
+
+    void hotkeyWindowTakesFocusAndYieldsIt()
+    {
+        // The windows are made as the application makes them: with the system, which activates them with the
+        // time of the hotkey's key press.
+        Platform *platform = nullptr;
+        SessionRig rig(nullptr, true, [&platform] {
+            auto *window = new ResultWindow;
+            window->setPlatform(platform);
+            return window;
+        });
+        platform = rig.platform.get();
+        QVERIFY(rig.listening);
+        QVERIFY2(rig.hotkeys->registerHotkeys(), qPrintable(rig.hotkeys->lastError()));
+
+        // The application the user works in, made active by a click as the user would.
+        HelperProcess other;
+        QVERIFY(other.start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen")}));
+        const QString otherId = other.readyValue();
+        clickInto(otherId);
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindowId(), otherId, kBound);
+
+        // Twice: the second window opens after the user went back to the other application.
+        for (int round = 0; round < 2; ++round) {
+            QPointer<ResultWindow> old = dynamic_cast<ResultWindow *>(rig.controller->currentWindow());
+            xdotool({QStringLiteral("key"), QStringLiteral("super+shift+2")});
+            QPointer<ResultWindow> window;
+            QTRY_VERIFY_WITH_TIMEOUT(
+                (window = dynamic_cast<ResultWindow *>(rig.controller->currentWindow())) && window != old &&
+                    window->isVisible(),
+                kBound);
+            // The window manager, not only Qt, sees the window as the active one, and it is marked as a
+            // utility window, so it stays out of the taskbar.
+            const QString windowId = QString::number(window->winId());
+            QTRY_COMPARE_WITH_TIMEOUT(activeWindowId(), windowId, kBound);
+            QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeWindow() == window, kBound);
+            const QByteArray type = runTool(QStringLiteral("xprop"), {QStringLiteral("-id"), windowId,
+                                                                      QStringLiteral("_NET_WM_WINDOW_TYPE")})
+                                        .output;
+            QVERIFY2(type.contains("_NET_WM_WINDOW_TYPE_UTILITY"), type.constData());
+            QVERIFY(!window->windowTitle().isEmpty());
+
+            clickInto(otherId);
+            QTRY_VERIFY_WITH_TIMEOUT(!window || !window->isVisible(), kBound);
+            QTRY_COMPARE_WITH_TIMEOUT(activeWindowId(), otherId, kBound);
+        }
+    }
 
 private:
     QProcess m_windowManager;
 };
-
-void TestX11WindowManager::initTestCase()
-{
-    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    if (QStandardPaths::findExecutable(QStringLiteral("openbox")).isEmpty())
-        QSKIP("openbox is not installed (Debian package openbox)");
-    m_windowManager.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_windowManager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
-    QVERIFY(m_windowManager.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(windowManagerRunning(), kBound);
-}
-
-void TestX11WindowManager::cleanupTestCase()
-{
-    m_windowManager.terminate();
-    m_windowManager.waitForFinished();
-}
-
-void TestX11WindowManager::hotkeyWindowTakesFocusAndYieldsIt()
-{
-    // The windows are made as the application makes them: with the system, which activates them with the
-    // time of the hotkey's key press.
-    Platform *platform = nullptr;
-    SessionRig rig(nullptr, true, [&platform] {
-        auto *window = new ResultWindow;
-        window->setPlatform(platform);
-        return window;
-    });
-    platform = rig.platform.get();
-    QVERIFY(rig.listening);
-    QVERIFY2(rig.hotkeys->registerHotkeys(), qPrintable(rig.hotkeys->lastError()));
-
-    // The application the user works in, made active by a click as the user would.
-    HelperProcess other;
-    QVERIFY(other.start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen")}));
-    const QString otherId = other.readyValue();
-    clickInto(otherId);
-    QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
-
-    // Twice: the second window opens after the user went back to the other application.
-    for (int round = 0; round < 2; ++round) {
-        QPointer<ResultWindow> old = dynamic_cast<ResultWindow *>(rig.controller->currentWindow());
-        xdotool({QStringLiteral("key"), QStringLiteral("super+shift+2")});
-        QPointer<ResultWindow> window;
-        QTRY_VERIFY_WITH_TIMEOUT((window = dynamic_cast<ResultWindow *>(rig.controller->currentWindow())) &&
-                                     window != old && window->isVisible(),
-                                 kBound);
-        // The window manager, not only Qt, sees the window as the active one, and it is marked as a utility
-        // window, so it stays out of the taskbar.
-        const QString windowId = QString::number(window->winId());
-        QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), windowId, kBound);
-        QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeWindow() == window, kBound);
-        const QByteArray type = runTool(QStringLiteral("xprop"), {QStringLiteral("-id"), windowId,
-                                                                  QStringLiteral("_NET_WM_WINDOW_TYPE")})
-                                    .output;
-        QVERIFY2(type.contains("_NET_WM_WINDOW_TYPE_UTILITY"), type.constData());
-        QVERIFY(!window->windowTitle().isEmpty());
-
-        clickInto(otherId);
-        QTRY_VERIFY_WITH_TIMEOUT(!window || !window->isVisible(), kBound);
-        QTRY_COMPARE_WITH_TIMEOUT(xdotool({QStringLiteral("getactivewindow")}), otherId, kBound);
-    }
-}
 
 QTEST_MAIN(TestX11WindowManager)
 #include "test_x11_windowmanager.moc"

@@ -4,6 +4,7 @@
 
 #include "FakePlatform.h"
 #include "LoopbackHttpServer.h"
+#include "SseBuilder.h"
 
 #include "ai/ActionService.h"
 #include "capture/CaptureService.h"
@@ -17,7 +18,6 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 #include <QThreadPool>
 
@@ -26,15 +26,11 @@
 // The chunks as streamed deltas, or one error event; held open after the chunks until releaseHeld().
 inline ScriptedResponse stream(const QStringList &chunks, bool hold = false, const QString &error = {})
 {
-    const auto sseEvent = [](const QJsonObject &object) {
-        return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
-    };
     ScriptedResponse response = ScriptedResponse::sse();
     if (!error.isEmpty())
-        response.send(sseEvent({{"error", QJsonObject{{"message", error}}}}));
+        response.send("data: {\"error\":{\"message\":\"" + error.toUtf8() + "\"}}\n\n");
     for (const QString &chunk : chunks)
-        response.send(
-            sseEvent({{"choices", QJsonArray{QJsonObject{{"delta", QJsonObject{{"content", chunk}}}}}}}));
+        response.send(Sse::delta(chunk));
     if (hold)
         response.holdUntilReleased();
     return response.send("data: [DONE]\n\n");
@@ -51,14 +47,8 @@ struct SessionRig
         , selectedText(desktop ? platform->createSelectedTextProvider() : nullptr)
         , controller(std::make_unique<SessionController>(std::move(views)))
     {
-        listening = server.listen();
-        server.setFallback(stream({QStringLiteral("Hel"), QStringLiteral("lo")}));
-        ConfigManager *config = ConfigManager::instance();
-        config->resetToDefaults();
-        config->setApiUrl(server.baseUrl("/v1"));
-        config->setApiKey(QStringLiteral("test-key"));
-        config->setModel(QStringLiteral("test-model"));
-        controller->setConfig(config);
+        listening = serveAsProvider(server);
+        controller->setConfig(ConfigManager::instance());
         controller->setPlatform(platform.get());
         controller->setCaptureService(&capture);
         controller->setClipboardService(&clipboard);
@@ -66,6 +56,18 @@ struct SessionRig
         controller->setHotkeyManager(hotkeys.get());
         controller->setOcrProvider(ocr.get());
         controller->setActionService(&actions);
+    }
+    // Default settings with the server as the provider, which streams "Hello" in two pieces.
+    static bool serveAsProvider(LoopbackHttpServer &server)
+    {
+        const bool listening = server.listen();
+        server.setFallback(stream({QStringLiteral("Hel"), QStringLiteral("lo")}));
+        ConfigManager *config = ConfigManager::instance();
+        config->resetToDefaults();
+        config->setApiUrl(server.baseUrl("/v1"));
+        config->setApiKey(QStringLiteral("test-key"));
+        config->setModel(QStringLiteral("test-model"));
+        return listening;
     }
     ~SessionRig()
     {

@@ -95,20 +95,190 @@ class TestSessionController : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void secondPressTakesOverWaitingFallback();
-    void hotkeyDuringPauseCancelsRequest();
-    void recognitionOutcomes_data();
-    void recognitionOutcomes();
-    void pinnedWindowsOutliveLaterPresses();
-    void stopAndCloseEndTheirRun();
-    void missingPermissionOpensNoWindow();
-    void providerChangeReachesNextRun();
+    void init()
+    {
+        QGuiApplication::clipboard()->clear();
+        m_ocr = new FakeOcrProvider;
+        m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false,
+                                             [] { return new FakeView; });
+        QVERIFY(m_rig->listening);
+    }
+
+    void cleanup()
+    {
+        m_rig.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    void secondPressTakesOverWaitingFallback()
+    {
+        setClipboard({{"text/plain", "user clipboard"}, {"application/x-vontrel-test", "payload"}});
+        const Formats before = clipboardFormats();
+        // The other application answers the first keystroke only after the second press.
+        int copies = 0;
+        setCopy([&copies] {
+            if (++copies > 1)
+                QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
+            return true;
+        });
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
+        QPointer<FakeView> first = current();
+        QVERIFY(m_rig->controller->isCopyFallbackActive());
+
+        FakeView *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(second && second != first);
+        QTRY_VERIFY(first.isNull());
+        QCOMPARE(second->source, QStringLiteral("the selection"));
+        QCOMPARE(clipboardFormats(), before);
+
+        // The first keystroke's copy arriving now must not stay on the clipboard.
+        QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
+        QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
+        QTRY_COMPARE_WITH_TIMEOUT(second->result, QStringLiteral("Hello"), kBound);
+        QCOMPARE(m_rig->server.requestCount(), 1);
+    }
+
+    void hotkeyDuringPauseCancelsRequest()
+    {
+        m_ocr->answer = QStringLiteral("never sent");
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
+
+        // Within the pause another session starts: the recognised text is never sent.
+        copyAnswers(QStringLiteral("instead"));
+        QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
+        pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(requests.wait(kBound));
+        QVERIFY(!requests.wait(1500));
+        QCOMPARE(m_rig->promptInput(), QStringLiteral("instead"));
+    }
+
+    void recognitionOutcomes_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("available");
+        QTest::addColumn<QString>("expectedError"); // non-empty: the session failed
+        QTest::newRow("no text") << QStringLiteral(" \n ") << true << QString();
+        QTest::newRow("recogniser unavailable")
+            << QString() << false << QStringLiteral("OCR failed: OCR not available on this system");
+    }
+
+    void recognitionOutcomes()
+    {
+        QFETCH(QString, answer);
+        QFETCH(bool, available);
+        QFETCH(QString, expectedError);
+        m_ocr->answer = answer;
+        m_ocr->available = available;
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            m_rig->controller->state(),
+            expectedError.isEmpty() ? SessionController::WaitingAction : SessionController::Failed, kBound);
+        FakeView *window = current();
+        QVERIFY(window->recognising && window->presented);
+        QCOMPARE(window->source, QString());
+        QCOMPARE(window->error, expectedError);
+        QTest::qWait(1200); // past the pause: still nothing to send
+        QCOMPARE(m_rig->server.requestCount(), 0);
+    }
+
+    void pinnedWindowsOutliveLaterPresses()
+    {
+        copyAnswers(QStringLiteral("first"));
+        QPointer<FakeView> first = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(first);
+        QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("Hello"), kBound);
+        first->setPinned(true);
+
+        QPointer<FakeView> second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QPointer<FakeView> third = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QTRY_VERIFY(second.isNull());
+        QVERIFY(first && third);
+
+        // Retry in the pinned window streams into it, not into the current one.
+        QTRY_COMPARE_WITH_TIMEOUT(third->result, QStringLiteral("Hello"), kBound);
+        m_rig->server.setFallback(stream({QStringLiteral("again")}));
+        first->requests.retry();
+        QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("again"), kBound);
+        QCOMPARE(third->result, QStringLiteral("Hello"));
+
+        first->close();
+        QTRY_VERIFY(first.isNull());
+
+        // Pinned by default: the next window stays when another press comes.
+        ConfigManager::instance()->setPinOverlayByDefault(true);
+        QPointer<FakeView> pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(pinned && pinned->pinned);
+        pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(pinned);
+    }
+
+    void stopAndCloseEndTheirRun()
+    {
+        copyAnswers(QStringLiteral("some text"));
+        m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
+        FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(window);
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
+        window->requests.stop();
+        QCOMPARE(window->end, IResultView::ResultEnd::Stopped);
+        QCOMPARE(m_rig->controller->runningRequestCount(), 0);
+
+        // Enter in the window sends the text again; closing it ends that run too.
+        window->requests.translate(QStringLiteral("edited text"));
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->server.requestCount(), 2, kBound);
+        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("edited text"));
+        QPointer<FakeView> closed = window;
+        window->close();
+        QTRY_VERIFY(closed.isNull());
+        QCOMPARE(m_rig->controller->runningRequestCount(), 0);
+        QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+    }
+
+    void missingPermissionOpensNoWindow()
+    {
+        m_rig->fake()->granted[0] = m_rig->fake()->granted[1] = false;
+        QSignalSpy missing(m_rig->controller.get(), &SessionController::permissionMissing);
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        QCOMPARE(missing.size(), 2);
+        QCOMPARE(missing.at(0).at(0).value<SessionController::Permission>(),
+                 SessionController::Accessibility);
+        QCOMPARE(missing.at(1).at(0).value<SessionController::Permission>(),
+                 SessionController::ScreenRecording);
+        QVERIFY(!m_rig->controller->currentWindow());
+        QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+    }
+
+    void providerChangeReachesNextRun()
+    {
+        copyAnswers(QStringLiteral("text"));
+        FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
+
+        LoopbackHttpServer other;
+        QVERIFY(other.listen());
+        other.setFallback(stream({QStringLiteral("from the new provider")}));
+        ConfigManager::instance()->setApiUrl(other.baseUrl("/v1"));
+        window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("from the new provider"), kBound);
+        QCOMPARE(m_rig->server.requestCount(), 1);
+    }
 
 private:
     FakeView *current() const { return dynamic_cast<FakeView *>(m_rig->controller->currentWindow()); }
-    FakeView *pressAndWait(int hotkey);
+
+    FakeView *pressAndWait(int hotkey)
+    {
+        QPointer<FakeView> old = current();
+        m_rig->controller->onHotkeyTriggered(hotkey);
+        const auto shown = [](const FakeView *view) {
+            return view->presented;
+        };
+        return m_rig->waitForNewWindow<FakeView>(old, kBound, shown);
+    }
     void setCopy(std::function<bool()> sender) { m_rig->fake()->copy = std::move(sender); }
     void copyAnswers(const QString &selection)
     {
@@ -121,186 +291,6 @@ private:
     std::unique_ptr<SessionRig> m_rig;
     FakeOcrProvider *m_ocr = nullptr;
 };
-
-void TestSessionController::init()
-{
-    QGuiApplication::clipboard()->clear();
-    m_ocr = new FakeOcrProvider;
-    m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false,
-                                         [] { return new FakeView; });
-    QVERIFY(m_rig->listening);
-}
-
-void TestSessionController::cleanup()
-{
-    m_rig.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-FakeView *TestSessionController::pressAndWait(int hotkey)
-{
-    QPointer<FakeView> old = current();
-    m_rig->controller->onHotkeyTriggered(hotkey);
-    const auto shown = [](const FakeView *view) {
-        return view->presented;
-    };
-    return m_rig->waitForNewWindow<FakeView>(old, kBound, shown);
-}
-
-void TestSessionController::secondPressTakesOverWaitingFallback()
-{
-    setClipboard({{"text/plain", "user clipboard"}, {"application/x-vontrel-test", "payload"}});
-    const Formats before = clipboardFormats();
-    // The other application answers the first keystroke only after the second press.
-    int copies = 0;
-    setCopy([&copies] {
-        if (++copies > 1)
-            QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
-        return true;
-    });
-    m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
-    QPointer<FakeView> first = current();
-    QVERIFY(m_rig->controller->isCopyFallbackActive());
-
-    FakeView *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(second && second != first);
-    QTRY_VERIFY(first.isNull());
-    QCOMPARE(second->source, QStringLiteral("the selection"));
-    QCOMPARE(clipboardFormats(), before);
-
-    // The first keystroke's copy arriving now must not stay on the clipboard.
-    QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
-    QTRY_COMPARE_WITH_TIMEOUT(clipboardFormats(), before, kBound);
-    QTRY_COMPARE_WITH_TIMEOUT(second->result, QStringLiteral("Hello"), kBound);
-    QCOMPARE(m_rig->server.requestCount(), 1);
-}
-
-void TestSessionController::hotkeyDuringPauseCancelsRequest()
-{
-    m_ocr->answer = QStringLiteral("never sent");
-    m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-    emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
-
-    // Within the pause another session starts: the recognised text is never sent.
-    copyAnswers(QStringLiteral("instead"));
-    QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
-    pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(requests.wait(kBound));
-    QVERIFY(!requests.wait(1500));
-    QCOMPARE(m_rig->promptInput(), QStringLiteral("instead"));
-}
-
-void TestSessionController::recognitionOutcomes_data()
-{
-    QTest::addColumn<QString>("answer");
-    QTest::addColumn<bool>("available");
-    QTest::addColumn<QString>("expectedError"); // non-empty: the session failed
-    QTest::newRow("no text") << QStringLiteral(" \n ") << true << QString();
-    QTest::newRow("recogniser unavailable")
-        << QString() << false << QStringLiteral("OCR failed: OCR not available on this system");
-}
-
-void TestSessionController::recognitionOutcomes()
-{
-    QFETCH(QString, answer);
-    QFETCH(bool, available);
-    QFETCH(QString, expectedError);
-    m_ocr->answer = answer;
-    m_ocr->available = available;
-    m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-    emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
-    QTRY_COMPARE_WITH_TIMEOUT(
-        m_rig->controller->state(),
-        expectedError.isEmpty() ? SessionController::WaitingAction : SessionController::Failed, kBound);
-    FakeView *window = current();
-    QVERIFY(window->recognising && window->presented);
-    QCOMPARE(window->source, QString());
-    QCOMPARE(window->error, expectedError);
-    QTest::qWait(1200); // past the pause: still nothing to send
-    QCOMPARE(m_rig->server.requestCount(), 0);
-}
-
-void TestSessionController::pinnedWindowsOutliveLaterPresses()
-{
-    copyAnswers(QStringLiteral("first"));
-    QPointer<FakeView> first = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(first);
-    QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("Hello"), kBound);
-    first->setPinned(true);
-
-    QPointer<FakeView> second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QPointer<FakeView> third = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QTRY_VERIFY(second.isNull());
-    QVERIFY(first && third);
-
-    // Retry in the pinned window streams into it, not into the current one.
-    QTRY_COMPARE_WITH_TIMEOUT(third->result, QStringLiteral("Hello"), kBound);
-    m_rig->server.setFallback(stream({QStringLiteral("again")}));
-    first->requests.retry();
-    QTRY_COMPARE_WITH_TIMEOUT(first->result, QStringLiteral("again"), kBound);
-    QCOMPARE(third->result, QStringLiteral("Hello"));
-
-    first->close();
-    QTRY_VERIFY(first.isNull());
-
-    // Pinned by default: the next window stays when another press comes.
-    ConfigManager::instance()->setPinOverlayByDefault(true);
-    QPointer<FakeView> pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(pinned && pinned->pinned);
-    pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(pinned);
-}
-
-void TestSessionController::stopAndCloseEndTheirRun()
-{
-    copyAnswers(QStringLiteral("some text"));
-    m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
-    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QVERIFY(window);
-    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
-    window->requests.stop();
-    QCOMPARE(window->end, IResultView::ResultEnd::Stopped);
-    QCOMPARE(m_rig->controller->runningRequestCount(), 0);
-
-    // Enter in the window sends the text again; closing it ends that run too.
-    window->requests.translate(QStringLiteral("edited text"));
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->server.requestCount(), 2, kBound);
-    QCOMPARE(m_rig->promptInput(-1), QStringLiteral("edited text"));
-    QPointer<FakeView> closed = window;
-    window->close();
-    QTRY_VERIFY(closed.isNull());
-    QCOMPARE(m_rig->controller->runningRequestCount(), 0);
-    QCOMPARE(m_rig->controller->state(), SessionController::Idle);
-}
-
-void TestSessionController::missingPermissionOpensNoWindow()
-{
-    m_rig->fake()->granted[0] = m_rig->fake()->granted[1] = false;
-    QSignalSpy missing(m_rig->controller.get(), &SessionController::permissionMissing);
-    m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
-    m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-    QCOMPARE(missing.size(), 2);
-    QCOMPARE(missing.at(0).at(0).value<SessionController::Permission>(), SessionController::Accessibility);
-    QCOMPARE(missing.at(1).at(0).value<SessionController::Permission>(), SessionController::ScreenRecording);
-    QVERIFY(!m_rig->controller->currentWindow());
-    QCOMPARE(m_rig->controller->state(), SessionController::Idle);
-}
-
-void TestSessionController::providerChangeReachesNextRun()
-{
-    copyAnswers(QStringLiteral("text"));
-    FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
-
-    LoopbackHttpServer other;
-    QVERIFY(other.listen());
-    other.setFallback(stream({QStringLiteral("from the new provider")}));
-    ConfigManager::instance()->setApiUrl(other.baseUrl("/v1"));
-    window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-    QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("from the new provider"), kBound);
-    QCOMPARE(m_rig->server.requestCount(), 1);
-}
 
 QTEST_MAIN(TestSessionController)
 #include "test_sessioncontroller.moc"

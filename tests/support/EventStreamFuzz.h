@@ -1,10 +1,8 @@
 #pragma once
 
+#include "SseBuilder.h"
 #include "ai/EventStreamParser.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QList>
 #include <QRandomGenerator>
 #include <QStringList>
@@ -31,12 +29,6 @@ inline QString randomText(QRandomGenerator &random)
     return QString::fromUcs4(reinterpret_cast<const char32_t *>(text.constData()), text.size());
 }
 
-inline QByteArray deltaEvent(const QString &content)
-{
-    const QJsonArray choices{QJsonObject{{"delta", QJsonObject{{"content", content}}}}};
-    return "data: " + QJsonDocument(QJsonObject{{"choices", choices}}).toJson(QJsonDocument::Compact);
-}
-
 struct WellFormed
 {
     QByteArray bytes;
@@ -58,7 +50,7 @@ inline WellFormed wellFormed(QRandomGenerator &random)
             stream.bytes += others[random.bounded(int(others.size()))];
         } else {
             const QString piece = randomText(random);
-            stream.bytes += deltaEvent(piece);
+            stream.bytes += Sse::delta(piece, {});
             stream.pieces << piece;
         }
         stream.bytes += lineEnd(random);

@@ -72,6 +72,7 @@ private:
     QList<QPair<QByteArray, QByteArray>> m_headers;
     QList<Step> m_steps;
 };
+Q_DECLARE_METATYPE(ScriptedResponse)
 
 // An HTTP/1.1 server on 127.0.0.1 that records every request and answers with the handler's response, else
 // the queued ones in order, else the fallback (a 500 by default). Keep-alive connections are served request

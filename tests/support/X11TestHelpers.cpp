@@ -3,6 +3,7 @@
 #include "capture/CaptureOverlay.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QWindow>
 
 #include "TestEnv.h"
@@ -28,6 +29,23 @@ ToolResult runTool(const QString &program, const QStringList &arguments)
             process.readAllStandardOutput()};
 }
 
+bool xdotool(const QStringList &arguments)
+{
+    return runTool(QStringLiteral("xdotool"), arguments).exitCode == 0;
+}
+
+bool drag(QPoint from, QPoint to, int button)
+{
+    const auto moveTo = [](QPoint logical) {
+        const QPoint device = logical * QGuiApplication::primaryScreen()->devicePixelRatio();
+        return QStringList{QStringLiteral("mousemove"), QString::number(device.x()),
+                           QString::number(device.y())};
+    };
+    const QString b = QString::number(button);
+    return xdotool(moveTo(from) + QStringList{QStringLiteral("mousedown"), b} + moveTo((from + to) / 2) +
+                   moveTo(to) + QStringList{QStringLiteral("mouseup"), b});
+}
+
 bool xclipOwn(const QString &target, const QByteArray &bytes, const QString &selection)
 {
     QProcess process;
@@ -48,6 +66,17 @@ QStringList clipboardTargets()
 {
     const ToolResult r = clipboardData(QStringLiteral("TARGETS"));
     return r.exitCode ? QStringList() : QString::fromUtf8(r.output).split(u'\n', Qt::SkipEmptyParts);
+}
+
+QMap<QString, QByteArray> clipboardContents(const QStringList &targets)
+{
+    static const QStringList meta{"TARGETS", "TIMESTAMP", "MULTIPLE", "SAVE_TARGETS"};
+    QMap<QString, QByteArray> contents;
+    for (const QString &target : targets) {
+        if (!meta.contains(target))
+            contents.insert(target, clipboardData(target).output);
+    }
+    return contents;
 }
 
 QString helperProgram()
@@ -89,12 +118,20 @@ QByteArray HelperProcess::output()
 
 } // namespace X11TestHelpers
 
+QList<CaptureOverlay *> X11TestHelpers::captureOverlays(bool visibleOnly)
+{
+    QList<CaptureOverlay *> overlays;
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (auto *overlay = qobject_cast<CaptureOverlay *>(widget);
+            overlay && (overlay->isVisible() || !visibleOnly))
+            overlays << overlay;
+    }
+    return overlays;
+}
+
 bool X11TestHelpers::captureSelectorShown()
 {
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
-        if (qobject_cast<CaptureOverlay *>(widget) && widget->isVisible() &&
-            widget->windowHandle()->isExposed())
-            return true;
-    }
-    return false;
+    const QList<CaptureOverlay *> shown = captureOverlays();
+    return std::any_of(shown.cbegin(), shown.cend(),
+                       [](CaptureOverlay *o) { return o->windowHandle()->isExposed(); });
 }

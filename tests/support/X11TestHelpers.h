@@ -1,9 +1,13 @@
 #pragma once
 
+#include <QMap>
+#include <QPoint>
 #include <QProcess>
 #include <QStringList>
 
 #include <memory>
+
+class CaptureOverlay;
 
 // Helpers for tests that run under their own Xvfb and talk to real X clients.
 namespace X11TestHelpers {
@@ -16,12 +20,22 @@ struct ToolResult
 
 // Runs a tool (xdotool, xclip ...) to its end while serving our event loop; a hung tool fails after 20 s.
 ToolResult runTool(const QString &program, const QStringList &arguments);
+// Real input through XTEST. No "--sync": xdotool 3.20160805 then waits up to 15 s when the pointer is already
+// in place; callers wait for the effect instead.
+bool xdotool(const QStringList &arguments);
+// A drag between logical points through the one half-way, as a hand would, so that motion is seen while the
+// button is down.
+bool drag(QPoint from, QPoint to, int button = 1);
 // Lets xclip own a selection with one target and the bytes (until another client takes it).
 bool xclipOwn(const QString &target, const QByteArray &bytes,
               const QString &selection = QStringLiteral("clipboard"));
 ToolResult clipboardData(const QString &target); // one CLIPBOARD target, read by xclip
 QStringList clipboardTargets();                  // those the owner offers; empty when nobody owns it
-QString helperProgram();                         // tests/support/vontrel_x11_helper in the build tree
+// The content targets among these (not TARGETS, TIMESTAMP ...) with their bytes, as another client reads
+// them.
+QMap<QString, QByteArray> clipboardContents(const QStringList &targets = clipboardTargets());
+QString helperProgram(); // tests/support/vontrel_x11_helper in the build tree
+QList<CaptureOverlay *> captureOverlays(bool visibleOnly = true);
 // Whether the region selector is on screen and exposed, so that a drag reaches it.
 bool captureSelectorShown();
 

@@ -43,83 +43,83 @@ class TestCliOcr : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void recognisesEachImage_data();
-    void recognisesEachImage();
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QVERIFY(
+            TextImage::render({QStringLiteral("Open Recent Files"), QStringLiteral("Check for updates")}, 16)
+                .save(m_dir.filePath(QStringLiteral("english.png"))));
+        QVERIFY(TextImage::render({QStringLiteral("偏好设置")}, 18)
+                    .save(m_dir.filePath(QStringLiteral("chinese.png"))));
+        QVERIFY(TextImage::render({}, 30).save(m_dir.filePath(QStringLiteral("blank.png"))));
+        QFile notes(m_dir.filePath(QStringLiteral("notes.png")));
+        QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("these are notes, not pixels") > 0);
+        QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("shots.png")));
+        QFile huge(m_dir.filePath(QStringLiteral("huge.png")));
+        QVERIFY(huge.open(QIODevice::WriteOnly) && huge.write(pngHeader(30000, 30000)) > 0);
+    }
+
+    void recognisesEachImage_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // file names are in the test's directory
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("out"); // "%1" stands for the directory, here and in errParts
+        QTest::addColumn<QStringList>("errParts");
+
+        const QString english = QStringLiteral("Open Recent Files\nCheck for updates\n");
+        QTest::newRow("one image") << QStringList{QStringLiteral("english.png")} << 0 << english
+                                   << QStringList();
+        QTest::newRow("several images, headed")
+            << QStringList{QStringLiteral("english.png"), QStringLiteral("blank.png"),
+                           QStringLiteral("chinese.png")}
+            << 0
+            << QStringLiteral("==> %1/english.png <==\n") + english +
+                   QStringLiteral("\n==> %1/blank.png <==\n\n==> %1/chinese.png <==\n偏好设置\n\n")
+            << QStringList();
+        QTest::newRow("unreadable images reported by their reason, the rest done")
+            << QStringList{QStringLiteral("missing.png"), QStringLiteral("chinese.png"),
+                           QStringLiteral("notes.png"), QStringLiteral("shots.png"),
+                           QStringLiteral("huge.png")}
+            << 1 << QStringLiteral("==> %1/chinese.png <==\n偏好设置\n\n")
+            << QStringList{QStringLiteral("%1/missing.png: no such file"),
+                           QStringLiteral("%1/notes.png: cannot read the image"),
+                           QStringLiteral("%1/shots.png: is a directory"),
+                           QStringLiteral("%1/huge.png: the image is too large (30000 x 30000 pixels")};
+        QTest::newRow("--lang without data")
+            << QStringList{QStringLiteral("--lang"), QStringLiteral("xyz"), QStringLiteral("english.png")}
+            << 1 << QString()
+            << QStringList{QStringLiteral(
+                   "vontrel-cli: OCR not available on this system (no language data for 'xyz')\n")};
+    }
+
+    void recognisesEachImage()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, out);
+        QFETCH(QStringList, errParts);
+
+        for (QString &argument : arguments) {
+            if (argument.endsWith(QLatin1String(".png")))
+                argument = m_dir.filePath(argument);
+        }
+        QProcess cli;
+        cli.start(TestEnv::binaryDir() + QStringLiteral("/tools/cli/vontrel-cli"),
+                  QStringList{QStringLiteral("ocr")} + arguments);
+        QVERIFY(cli.waitForFinished(120000));
+        QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+        const QString err = QString::fromUtf8(cli.readAllStandardError());
+        QCOMPARE(QString::fromUtf8(cli.readAllStandardOutput()),
+                 out.replace(QStringLiteral("%1"), m_dir.path()));
+        QCOMPARE(cli.exitCode(), status);
+        for (QString &part : errParts)
+            QVERIFY2(err.contains(part.replace(QStringLiteral("%1"), m_dir.path())), qPrintable(err));
+        QVERIFY2(!errParts.isEmpty() || err.isEmpty(), qPrintable(err));
+    }
 
 private:
     QTemporaryDir m_dir;
 };
-
-void TestCliOcr::initTestCase()
-{
-    QVERIFY(m_dir.isValid());
-    QVERIFY(TextImage::render({QStringLiteral("Open Recent Files"), QStringLiteral("Check for updates")}, 16)
-                .save(m_dir.filePath(QStringLiteral("english.png"))));
-    QVERIFY(TextImage::render({QStringLiteral("偏好设置")}, 18)
-                .save(m_dir.filePath(QStringLiteral("chinese.png"))));
-    QVERIFY(TextImage::render({}, 30).save(m_dir.filePath(QStringLiteral("blank.png"))));
-    QFile notes(m_dir.filePath(QStringLiteral("notes.png")));
-    QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("these are notes, not pixels") > 0);
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("shots.png")));
-    QFile huge(m_dir.filePath(QStringLiteral("huge.png")));
-    QVERIFY(huge.open(QIODevice::WriteOnly) && huge.write(pngHeader(30000, 30000)) > 0);
-}
-
-void TestCliOcr::recognisesEachImage_data()
-{
-    QTest::addColumn<QStringList>("arguments"); // file names are in the test's directory
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("out"); // "%1" stands for the directory, here and in errParts
-    QTest::addColumn<QStringList>("errParts");
-
-    const QString english = QStringLiteral("Open Recent Files\nCheck for updates\n");
-    QTest::newRow("one image") << QStringList{QStringLiteral("english.png")} << 0 << english << QStringList();
-    QTest::newRow("several images, headed")
-        << QStringList{QStringLiteral("english.png"), QStringLiteral("blank.png"),
-                       QStringLiteral("chinese.png")}
-        << 0
-        << QStringLiteral("==> %1/english.png <==\n") + english +
-               QStringLiteral("\n==> %1/blank.png <==\n\n==> %1/chinese.png <==\n偏好设置\n\n")
-        << QStringList();
-    QTest::newRow("unreadable images reported by their reason, the rest done")
-        << QStringList{QStringLiteral("missing.png"), QStringLiteral("chinese.png"),
-                       QStringLiteral("notes.png"), QStringLiteral("shots.png"), QStringLiteral("huge.png")}
-        << 1 << QStringLiteral("==> %1/chinese.png <==\n偏好设置\n\n")
-        << QStringList{QStringLiteral("%1/missing.png: no such file"),
-                       QStringLiteral("%1/notes.png: cannot read the image"),
-                       QStringLiteral("%1/shots.png: is a directory"),
-                       QStringLiteral("%1/huge.png: the image is too large (30000 x 30000 pixels")};
-    QTest::newRow("--lang without data")
-        << QStringList{QStringLiteral("--lang"), QStringLiteral("xyz"), QStringLiteral("english.png")} << 1
-        << QString()
-        << QStringList{QStringLiteral(
-               "vontrel-cli: OCR not available on this system (no language data for 'xyz')\n")};
-}
-
-void TestCliOcr::recognisesEachImage()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(int, status);
-    QFETCH(QString, out);
-    QFETCH(QStringList, errParts);
-
-    for (QString &argument : arguments) {
-        if (argument.endsWith(QLatin1String(".png")))
-            argument = m_dir.filePath(argument);
-    }
-    QProcess cli;
-    cli.start(TestEnv::binaryDir() + QStringLiteral("/tools/cli/vontrel-cli"),
-              QStringList{QStringLiteral("ocr")} + arguments);
-    QVERIFY(cli.waitForFinished(120000));
-    QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
-    const QString err = QString::fromUtf8(cli.readAllStandardError());
-    QCOMPARE(QString::fromUtf8(cli.readAllStandardOutput()), out.replace(QStringLiteral("%1"), m_dir.path()));
-    QCOMPARE(cli.exitCode(), status);
-    for (QString &part : errParts)
-        QVERIFY2(err.contains(part.replace(QStringLiteral("%1"), m_dir.path())), qPrintable(err));
-    QVERIFY2(!errParts.isEmpty() || err.isEmpty(), qPrintable(err));
-}
 
 QTEST_MAIN(TestCliOcr)
 #include "test_cli_ocr.moc"

@@ -1,5 +1,5 @@
-#include "../ai/SseBuilder.h"
 #include "LoopbackHttpServer.h"
+#include "SseBuilder.h"
 #include "TestEnv.h"
 #include "config/ConfigManager.h"
 
@@ -9,8 +9,6 @@
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
-
-Q_DECLARE_METATYPE(ScriptedResponse)
 
 namespace {
 
@@ -64,9 +62,8 @@ class TestCliTranslate final : public QObject
         ai.insert(QStringLiteral("api_url"), m_server->baseUrl());
         ai.insert(QStringLiteral("api_key"),
                   ai.value(QLatin1String("api_key")).toString(QStringLiteral("k")));
-        QFile file(m_configPath);
-        const QByteArray bytes = QJsonDocument(QJsonObject{{QStringLiteral("ai"), ai}}).toJson();
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        QVERIFY(TestEnv::writeFile(m_configPath,
+                                   QJsonDocument(QJsonObject{{QStringLiteral("ai"), ai}}).toJson()));
     }
 
 private slots:
@@ -120,10 +117,7 @@ private slots:
     void optionsOverrideWithoutSaving()
     {
         const QString promptFile = QDir::temp().filePath(QStringLiteral("prompt.txt"));
-        QFile file(promptFile);
-        QVERIFY(file.open(QIODevice::WriteOnly) &&
-                file.write("Render in ${target_language}, keep %1.\n") > 0);
-        file.close();
+        QVERIFY(TestEnv::writeFile(promptFile, "Render in ${target_language}, keep %1.\n"));
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
         // "-" reads the text from standard input, kept as it came.
         const QByteArray input = QStringLiteral("  Zeile eins\nZeile zwei – ß\n").toUtf8();

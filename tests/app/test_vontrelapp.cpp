@@ -30,18 +30,19 @@ class TestVontrelApp : public QObject
     Q_OBJECT
 
 private:
-    // An app whose hotkeys go to a fake backend; `state` shows what it was asked.
-    std::unique_ptr<VontrelApp> makeApp(std::shared_ptr<FakeHotkeyBackend::State> *state = nullptr,
-                                        QMap<int, int> failingIds = {})
+    std::shared_ptr<FakeHotkeyBackend::State> m_hotkeys; // what the last app's hotkey backend was asked
+
+    // A started app whose hotkeys go to a fake backend.
+    std::unique_ptr<VontrelApp> startApp(QMap<int, int> failingIds = {})
     {
         auto backend = std::make_unique<FakeHotkeyBackend>();
-        backend->state()->registerStatus = failingIds;
-        backend->state()->errorText = QStringLiteral("Ctrl+Alt+Y is held by another program");
-        if (state)
-            *state = backend->state();
+        m_hotkeys = backend->state();
+        m_hotkeys->registerStatus = failingIds;
+        m_hotkeys->errorText = QStringLiteral("Ctrl+Alt+Y is held by another program");
         auto app = std::make_unique<VontrelApp>();
         app->setInteractive(false);
         app->setHotkeyBackendForTesting(std::move(backend));
+        app->start();
         return app;
     }
 
@@ -62,9 +63,7 @@ private slots:
 
     void firstStartWritesFileAndAsksForKey()
     {
-        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
-        auto app = makeApp(&hotkeys);
-        app->start();
+        auto app = startApp();
 
         const QString path = ConfigManager::configFilePath();
         QFile file(path);
@@ -72,8 +71,8 @@ private slots:
         const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
         // The default hotkeys stand in at run time but are not stored.
         QCOMPARE(root.value("hotkeys").toObject().value("capture").toString(), QString());
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
 
         QCOMPARE(
             app->shownMessages(),
@@ -86,8 +85,7 @@ private slots:
     {
         ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
         ConfigManager::instance()->resetToDefaults();
-        auto app = makeApp();
-        app->start();
+        auto app = startApp();
         QVERIFY(app->shownMessages().isEmpty() && app->shownBalloons().isEmpty());
         app->onSessionError(QStringLiteral("Network error: refused"));
         QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
@@ -97,20 +95,16 @@ private slots:
     {
         // What the Hotkeys page stores when the capture hotkey takes the clipboard hotkey's default.
         ConfigManager::instance()->setCaptureHotkey(kMetaShift2);
-        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
-        auto app = makeApp(&hotkeys);
-        app->start();
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_2);
-        QVERIFY(!hotkeys->grabbed.contains(HotkeyManager::ClipboardTextHotkey));
+        auto app = startApp();
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_2);
+        QVERIFY(!m_hotkeys->grabbed.contains(HotkeyManager::ClipboardTextHotkey));
     }
 
     void failedStartupRegistration()
     {
         ConfigManager::instance()->setClipboardTextHotkey(kCtrlAltY);
-        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
-        auto app = makeApp(&hotkeys, {{HotkeyManager::ClipboardTextHotkey, 1}});
-        app->start();
-        QVERIFY(hotkeys->grabbed.isEmpty());
+        auto app = startApp({{HotkeyManager::ClipboardTextHotkey, 1}});
+        QVERIFY(m_hotkeys->grabbed.isEmpty());
         QVERIFY(app->shownMessages().last().endsWith(
             QStringLiteral("Hotkey Registration Failed\nFailed to register global hotkeys.\n\nCtrl+Alt+Y is "
                            "held by another program")));
@@ -124,36 +118,32 @@ private slots:
 
     void hotkeyEditingQueuesChanges()
     {
-        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
-        auto app = makeApp(&hotkeys);
-        app->start();
+        auto app = startApp();
 
         app->onHotkeyEditingChanged(true);
-        QVERIFY(hotkeys->grabbed.isEmpty());
+        QVERIFY(m_hotkeys->grabbed.isEmpty());
         app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
         app->onHotkeysChanged(kCtrlAltT, kMetaShift2);
-        QVERIFY2(hotkeys->grabbed.isEmpty(), "nothing is registered while the recorder is active");
+        QVERIFY2(m_hotkeys->grabbed.isEmpty(), "nothing is registered while the recorder is active");
 
         app->onHotkeyEditingChanged(false);
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
         QCOMPARE(app->captureAction()->shortcut(), kCtrlAltT);
         QVERIFY(app->trayIcon()->toolTip().contains(kCtrlAltT.toString(QKeySequence::NativeText)));
 
         // An edit that ends without a change registers the last working pair again.
         app->onHotkeyEditingChanged(true);
         app->onHotkeyEditingChanged(false);
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_T);
         QVERIFY(app->shownBalloons().isEmpty());
     }
 
     void failedChangeRevertsToWorkingPair()
     {
         ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
-        std::shared_ptr<FakeHotkeyBackend::State> hotkeys;
-        auto app = makeApp(&hotkeys);
-        app->start();
+        auto app = startApp();
 
-        hotkeys->registerStatus.insert(HotkeyManager::CaptureHotkey, 1);
+        m_hotkeys->registerStatus.insert(HotkeyManager::CaptureHotkey, 1);
         ConfigManager::instance()->setCaptureHotkey(kCtrlAltY);
         app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
         QCOMPARE(app->shownBalloons(),
@@ -163,8 +153,8 @@ private slots:
         QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
 
         // A failure after editing says why and takes the working pair back, rather than leaving none.
-        hotkeys->registerStatus.clear();
-        hotkeys->refusedKeys << kCtrlAltY.toString();
+        m_hotkeys->registerStatus.clear();
+        m_hotkeys->refusedKeys << kCtrlAltY.toString();
         app->onHotkeyEditingChanged(true);
         ConfigManager::instance()->setCaptureHotkey(kCtrlAltY);
         app->onHotkeysChanged(kCtrlAltY, kMetaShift2);
@@ -173,16 +163,15 @@ private slots:
                  QStringLiteral(
                      "Hotkey Registration Failed\nFailed to register hotkeys after editing.\nCtrl+Alt+Y "
                      "is held by another program\nReverted to the previous working hotkeys."));
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
-        QCOMPARE(hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
+        QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
     }
 
     void menuUpdateCheck()
     {
         ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
-        auto app = makeApp();
-        app->start();
+        auto app = startApp();
         UpdateChecker *checker = UpdateChecker::instance();
 
         // Answers to checks the menu did not start (the About page's) are not the menu's.

@@ -2,19 +2,11 @@
 #include "platform/linux/XdgAutoStartBackend.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include "TestEnv.h"
-
-namespace {
-
-using TestEnv::readFile;
-using TestEnv::writeFile;
-
-} // namespace
 
 class TestAutoStart : public QObject
 {
@@ -36,7 +28,7 @@ private slots:
         QFETCH(QByteArray, entry);
         QTemporaryDir dir;
         XdgAutoStartBackend backend(dir.path(), QStringLiteral("/opt/vontrel/bin/vontrel"));
-        QVERIFY(writeFile(backend.entryPath(), entry));
+        QVERIFY(TestEnv::writeFile(backend.entryPath(), entry));
         QTEST(backend.isEnabled(), "installed");
     }
 
@@ -49,7 +41,8 @@ private slots:
         QVERIFY(!manager->isAutoStartEnabled());
         QVERIFY(manager->setAutoStart(true));
         QVERIFY(manager->isAutoStartEnabled());
-        const QString exec = QString::fromUtf8(readFile(entry)).section("\nExec=", 1).section(u'\n', 0, 0);
+        const QString exec =
+            QString::fromUtf8(TestEnv::readFile(entry)).section("\nExec=", 1).section(u'\n', 0, 0);
         QCOMPARE(XdgAutoStartBackend::programOfExec(exec), QCoreApplication::applicationFilePath());
         QVERIFY(manager->setAutoStart(false));
         QVERIFY(!QFile::exists(entry) && !manager->isAutoStartEnabled());

@@ -1,6 +1,5 @@
 #include "FakeLaunchctlRunner.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -8,8 +7,7 @@
 
 namespace {
 
-using TestEnv::readFile;
-using TestEnv::writeFile;
+using namespace TestEnv;
 
 const QString Current = QString::fromLatin1(LaunchAgentAutoStart::CurrentLabel);
 const QString Former = QString::fromLatin1(LaunchAgentAutoStart::FormerLabel);

@@ -209,6 +209,7 @@ private slots:
         m_rig->server.setFallback(stream({QStringLiteral("retried")}));
         QVERIFY(click<QToolButton>(first, QStringLiteral("Retry")));
         QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("retried"), kBound);
+        QCOMPARE(third->getTranslation(), QStringLiteral("third answer"));
         QCOMPARE(m_rig->server.requestCount(), 4);
     }
 

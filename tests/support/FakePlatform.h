@@ -10,7 +10,6 @@ class FakePlatform final : public Platform
 public:
     bool granted[2] = {true, true}; // by Permission
     std::function<bool()> copy;     // the copy keystroke; none: it fails
-    int activations = 0;
 
     std::unique_ptr<IHotkeyBackend> createHotkeyBackend() override { return nullptr; }
     std::unique_ptr<ISelectedTextProvider> createSelectedTextProvider() override { return nullptr; }
@@ -29,7 +28,7 @@ public:
     bool openPermissionSettings(Permission) override { return false; }
     GuideText permissionGuideText(Permission) const override { return {QStringLiteral("title"), QString()}; }
     QString sessionLimitation() const override { return QString(); }
-    void activateApplication() override { ++activations; }
+    void activateApplication() override {}
     void activateWindow(QWindow *, quint64) override {}
     void setDockIconVisible(bool) override {}
     bool trayRecoloursIcons() const override { return false; }

@@ -67,19 +67,17 @@ private slots:
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("clientError");
         QTest::addColumn<QString>("error");
-        QTest::newRow("no client") << false << true << 1 << "x"
-                                   << "y" << QString() << "LLM client not available";
-        QTest::newRow("not configured") << true << false << 1 << "x"
-                                        << "y" << QString() << "LLM client not configured";
-        QTest::newRow("blank input") << true << true << 1 << " \n\t "
-                                     << "y" << QString() << "Input text is empty";
-        QTest::newRow("client error") << true << true << 2 << "x" << QString() << "Request timed out"
-                                      << "Request timed out";
-        QTest::newRow("empty answer")
-            << true << true << 3 << "x" << QString() << QString() << "Empty response from LLM";
-        QTest::newRow("answer untrimmed") << true << true << 1 << "  word  "
-                                          << " Wort\n"
-                                          << QString() << QString();
+        const auto row = [](const char *name, bool withClient, bool configured, int type, const char *text,
+                            const char *answer, const char *clientError, const char *error) {
+            QTest::newRow(name) << withClient << configured << type << QString(text) << QString(answer)
+                                << QString(clientError) << QString(error);
+        };
+        row("no client", false, true, 1, "x", "y", "", "LLM client not available");
+        row("not configured", true, false, 1, "x", "y", "", "LLM client not configured");
+        row("blank input", true, true, 1, " \n\t ", "y", "", "Input text is empty");
+        row("client error", true, true, 2, "x", "", "Request timed out", "Request timed out");
+        row("empty answer", true, true, 3, "x", "", "", "Empty response from LLM");
+        row("answer untrimmed", true, true, 1, "  word  ", " Wort\n", "", "");
     }
 
     void executeAction()

@@ -247,8 +247,9 @@ private slots:
                                           : other.baseUrl(QStringLiteral("/v1/chat/completions"));
         const ScriptedResponse answer = ScriptedResponse::sse().send(Sse::stream({QStringLiteral("ok")}));
         m_server->setHandler([&](const RecordedRequest &request) {
-            return request.path().startsWith("/moved") ? answer
-                                                       : ScriptedResponse::redirect(status, target.toUtf8());
+            return request.path().startsWith("/moved")
+                       ? answer
+                       : ScriptedResponse::json(status, {}).setHeader("Location", target.toUtf8());
         });
         other.setFallback(answer);
         const auto client = makeClient();

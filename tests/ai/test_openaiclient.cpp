@@ -1,3 +1,4 @@
+#include "EventStreamFuzz.h"
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
 #include "StreamRecorder.h"
@@ -242,6 +243,36 @@ private slots:
         QTEST(client.complete(QStringLiteral("p")), "answer");
         QVERIFY2(matches(client.lastError(), error), qPrintable(client.lastError()));
         QCOMPARE(streamingError.size(), 0);
+    }
+
+    // The event-stream parser on its own. CR LF split between two reads is one line ending: taken as two, the
+    // empty line between would end the event and lose its type.
+    void crLfSplitBetweenReads()
+    {
+        EventStreamParser parser;
+        QStringList pieces;
+        parser.feed("event: error\r", &pieces);
+        parser.feed("\ndata: {\"message\":\"boom\"}\n", &pieces);
+        QVERIFY(parser.failed());
+        QCOMPARE(parser.errorMessage(), QStringLiteral("boom"));
+    }
+
+    // A short seeded fuzz (the long run is bench_sse_fuzz; this one runs under ASan too). Well-formed streams
+    // give their pieces whatever the split; damaged ones give the same outcome split or
+    // whole, and nothing made up: the pieces together are never longer than the bytes they came from.
+    void randomStreamsInAnySplit()
+    {
+        using namespace EventStreamFuzz;
+        for (quint32 seed = 1; seed <= 1000; ++seed) {
+            QRandomGenerator random(seed);
+            const WellFormed stream = wellFormed(random);
+            const Outcome outcome = parse(split(stream.bytes, random));
+            QVERIFY2(outcome.pieces == stream.pieces && !outcome.failed, qPrintable(QString::number(seed)));
+            const QByteArray bytes = damaged(random);
+            const Outcome whole = parse({bytes});
+            QVERIFY2(whole == parse(split(bytes, random)), qPrintable(QString::number(seed)));
+            QVERIFY(whole.pieces.join(QString()).size() <= bytes.size());
+        }
     }
 };
 

@@ -3,7 +3,6 @@
 #include "capture/CaptureOverlay.h"
 #include "capture/CaptureService.h"
 
-#include <QApplication>
 #include <QLabel>
 #include <QPointer>
 #include <QScreen>

@@ -1,4 +1,5 @@
 #include "TestEnv.h"
+#include "i18n/LanguageManager.h"
 
 #include <QtTest>
 
@@ -45,7 +46,8 @@ QSet<QString> placeholders(const QString &text)
 
 } // namespace
 
-// Keeps the Chinese catalogue complete and in step with the sources and with what is compiled in.
+// Keeps the Chinese catalogue complete and in step with the sources and with what is compiled in, and checks
+// the language manager that chooses and loads it.
 class TestCatalogue : public QObject
 {
     Q_OBJECT
@@ -106,7 +108,61 @@ private slots:
         }
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
     }
+
+    void appliesNormalisedSetting_data()
+    {
+        QTest::addColumn<QString>("setting");
+        QTest::addColumn<QString>("requested");
+        QTest::addColumn<QString>("effective");
+        const auto row = [](const char *setting, const char *requested, const char *effective) {
+            QTest::newRow(setting) << QString::fromLatin1(setting) << QString::fromLatin1(requested)
+                                   << QString::fromLatin1(effective);
+        };
+        // The process runs with an English (en-GB) system locale, see main() below.
+        row("  ZH-tw \t", "zh-CN", "zh-CN");
+        row("fr", "fr", "en"); // unsupported: kept as typed
+        row("   ", "system", "en");
+        row("zh_CN", "zh_CN", "zh-CN"); // the underscore form is no known code but still Chinese
+    }
+
+    void appliesNormalisedSetting()
+    {
+        QFETCH(QString, setting);
+        LanguageManager::instance()->applyLanguage(setting);
+        QTEST(LanguageManager::instance()->requestedLanguage(), "requested");
+        QTEST(LanguageManager::instance()->effectiveLanguage(), "effective");
+    }
+
+    void systemLanguageRule()
+    {
+        const auto effective = [](const char *requested, const QStringList &uiLanguages) {
+            return LanguageManager::effectiveLanguageFor(QString::fromLatin1(requested), uiLanguages);
+        };
+        QCOMPARE(effective("system", {"zh-Hant-TW", "en-US"}), QStringLiteral("zh-CN"));
+        QCOMPARE(effective("system", {"de-DE", "zh-CN"}), QStringLiteral("en"));
+    }
+
+    void chineseInstallsAndEnglishRemovesTheCatalogue()
+    {
+        const auto title = [] {
+            return QCoreApplication::translate("PreferencesWindow", "Preferences");
+        };
+        LanguageManager::instance()->applyLanguage(QStringLiteral("zh-CN"));
+        QVERIFY2(title() != QLatin1String("Preferences"), "the embedded catalogue did not load");
+        LanguageManager::instance()->applyLanguage(QStringLiteral("en"));
+        QCOMPARE(title(), QStringLiteral("Preferences"));
+    }
 };
 
-QTEST_GUILESS_MAIN(TestCatalogue)
+int main(int argc, char *argv[])
+{
+    // A fixed English system locale, whatever the machine running the tests prefers.
+    qputenv("LC_ALL", "en_GB.UTF-8");
+    qputenv("LANG", "en_GB.UTF-8");
+    qunsetenv("LANGUAGE");
+    QCoreApplication app(argc, argv);
+    TestCatalogue test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "test_catalogue.moc"

@@ -2,7 +2,6 @@
 #include "ocr/OcrWorker.h"
 #include "ocr/OcrWorkerResult.h"
 
-#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 #include <QThreadPool>

@@ -1,9 +1,8 @@
-// The clipboard, the copy keystroke and the PRIMARY selection on the test's own Xvfb, with xclip and a second
-// Qt process as the other applications.
+// The clipboard and the copy keystroke on the test's own Xvfb, with xclip and a second Qt process as the
+// other applications.
 #include "X11TestHelpers.h"
 #include "platform/ClipboardService.h"
 #include "platform/Platform.h"
-#include "platform/linux/X11SelectedTextProvider.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -68,13 +67,6 @@ private slots:
         const bool held = keyIsDown(XK_Super_L) && keyIsDown(XK_Shift_L) && !keyIsDown(XK_Control_L);
         xdotool({"keyup", "super+shift"});
         QVERIFY(held);
-    }
-
-    void primarySelectionIsTrimmed()
-    {
-        X11SelectedTextProvider provider;
-        QVERIFY(xclipOwn("UTF8_STRING", "\n  padded selection \t\n", "primary"));
-        QTRY_COMPARE_WITH_TIMEOUT(provider.selectedText(), QStringLiteral("padded selection"), 10000);
     }
 };
 

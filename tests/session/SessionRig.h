@@ -76,14 +76,14 @@ struct SessionRig
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
-    // Waits for a current window other than `old` that shown() accepts.
+    // Waits for a shown current window other than `old`.
     template<typename View>
-    View *waitForNewWindow(const View *old, int bound, bool (*shown)(const View *))
+    View *waitForNewWindow(const View *old, int bound)
     {
         View *window = nullptr;
         auto ready = [&] {
             window = dynamic_cast<View *>(controller->currentWindow());
-            return window && window != old && shown(window);
+            return window && window != old && window->isVisible();
         };
         return QTest::qWaitFor(ready, bound) ? window : nullptr;
     }

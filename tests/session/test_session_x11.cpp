@@ -8,7 +8,6 @@
 #include "capture/CaptureOverlay.h"
 #include "ui/result/ResultWindow.h"
 
-#include <QApplication>
 #include <QBuffer>
 #include <QClipboard>
 #include <QElapsedTimer>
@@ -86,7 +85,7 @@ private slots:
         QTest::addColumn<QStringList>("window"); // the helper's arguments; the last is the selected text
         QTest::newRow("text field") << QStringList{"text-window", "Guten Morgen, liebe Welt"};
         QTest::newRow("terminal, without keystroke")
-            << QStringList{"terminal-window", "URxvt", "Guten Abend"};
+            << QStringList{"terminal-window", "URxvt", "\n  Guten Abend \t\n"};
     }
 
     void selectionInAnotherClient()
@@ -113,7 +112,7 @@ private slots:
         ResultWindow *result = press(kTextHotkey);
         QVERIFY(result);
         QTRY_COMPARE_WITH_TIMEOUT(result->getTranslation(), QStringLiteral("Hello"), kBound);
-        QCOMPARE(m_rig->promptInput(), window.last());
+        QCOMPARE(m_rig->promptInput(), window.last().trimmed());
         QCOMPARE(m_rig->controller->inputSource(), SessionController::SelectedText);
         QCOMPARE(m_textWindow->output(), interrupted);
         QCOMPARE(clipboardContents(before.keys()), before); // restored, Qt offers more image formats
@@ -258,10 +257,7 @@ private:
     ResultWindow *press(const QString &keys)
     {
         QPointer<ResultWindow> old = current();
-        const auto shown = [](const ResultWindow *window) {
-            return window->isVisible();
-        };
-        return xdotool({"key", keys}) ? m_rig->waitForNewWindow<ResultWindow>(old, kBound, shown) : nullptr;
+        return xdotool({"key", keys}) ? m_rig->waitForNewWindow<ResultWindow>(old, kBound) : nullptr;
     }
 
     QTemporaryDir m_files;

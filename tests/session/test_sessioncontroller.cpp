@@ -46,6 +46,7 @@ public:
             request(value);
     }
     bool isPinned() const override { return pinned; }
+    bool isVisible() const { return presented; }
     void discard() override
     {
         requests = {};
@@ -244,10 +245,7 @@ private:
     {
         QPointer<FakeView> old = current();
         m_rig->controller->onHotkeyTriggered(hotkey);
-        const auto shown = [](const FakeView *view) {
-            return view->presented;
-        };
-        return m_rig->waitForNewWindow<FakeView>(old, kBound, shown);
+        return m_rig->waitForNewWindow<FakeView>(old, kBound);
     }
     void setCopy(std::function<bool()> sender) { m_rig->fake()->copy = std::move(sender); }
     void copyAnswers(const QString &selection)

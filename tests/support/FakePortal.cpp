@@ -1,7 +1,7 @@
 #include "FakePortal.h"
 
 #include <QDBusArgument>
-#include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QUrl>

@@ -34,11 +34,6 @@ ScriptedResponse ScriptedResponse::json(int status, const QByteArray &body)
     return response.setHeader("Content-Type", "application/json").send(body);
 }
 
-ScriptedResponse ScriptedResponse::redirect(int status, const QByteArray &location)
-{
-    return json(status, QByteArray()).setHeader("Location", location);
-}
-
 ScriptedResponse ScriptedResponse::silent()
 {
     ScriptedResponse response;

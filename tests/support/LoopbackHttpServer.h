@@ -32,7 +32,6 @@ class ScriptedResponse
 public:
     static ScriptedResponse sse(int status = 200);                    // text/event-stream, chunked
     static ScriptedResponse json(int status, const QByteArray &body); // with Content-Length
-    static ScriptedResponse redirect(int status, const QByteArray &location);
     static ScriptedResponse silent(); // takes the request and never answers, not even a status line
 
     ScriptedResponse &setHeader(const QByteArray &name, const QByteArray &value);

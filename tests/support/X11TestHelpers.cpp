@@ -46,17 +46,6 @@ bool drag(QPoint from, QPoint to, int button)
                    moveTo(to) + QStringList{QStringLiteral("mouseup"), b});
 }
 
-bool xclipOwn(const QString &target, const QByteArray &bytes, const QString &selection)
-{
-    QProcess process;
-    process.setStandardOutputFile(QProcess::nullDevice()); // xclip's forked server must not keep our pipes
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(QStringLiteral("xclip"), {"-i", "-selection", selection, "-t", target});
-    process.write(bytes);
-    process.closeWriteChannel();
-    return process.waitForFinished(20000) && process.exitCode() == 0;
-}
-
 ToolResult clipboardData(const QString &target)
 {
     return runTool(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", target});

@@ -26,9 +26,6 @@ bool xdotool(const QStringList &arguments);
 // A drag between logical points through the one half-way, as a hand would, so that motion is seen while the
 // button is down.
 bool drag(QPoint from, QPoint to, int button = 1);
-// Lets xclip own a selection with one target and the bytes (until another client takes it).
-bool xclipOwn(const QString &target, const QByteArray &bytes,
-              const QString &selection = QStringLiteral("clipboard"));
 ToolResult clipboardData(const QString &target); // one CLIPBOARD target, read by xclip
 QStringList clipboardTargets();                  // those the owner offers; empty when nobody owns it
 // The content targets among these (not TARGETS, TIMESTAMP ...) with their bytes, as another client reads

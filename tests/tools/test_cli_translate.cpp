@@ -17,8 +17,7 @@ constexpr int kWaitMs = 30000;
 struct CliResult
 {
     int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
+    QByteArray out, err;
 };
 
 QString promptOf(const RecordedRequest &request)

@@ -68,7 +68,6 @@ private slots:
         QFETCH(QStringList, steps);
         QFETCH(QString, warning);
         QFETCH(QString, shown);
-        QFETCH(int, announced);
         ConfigManager *config = ConfigManager::instance();
         HotkeysPage page;
         QSignalSpy spy(&page, &HotkeysPage::hotkeysChanged);
@@ -79,26 +78,24 @@ private slots:
         }
         QCOMPARE(page.warningText(), warning);
         QCOMPARE(pair(page.captureHotkey(), page.clipboardTextHotkey()), shown);
-        QCOMPARE(spy.count(), announced);
+        QTEST(int(spy.count()), "announced");
         // A valid pair is stored at once; after a rejected edit the store keeps what it had.
         const bool stored = warning.isEmpty() || warning.contains(QLatin1String("cleared"));
         QCOMPARE(pair(config->captureHotkey(), config->clipboardTextHotkey()), stored ? shown : before);
     }
 
+    // The first two are what the page itself stores when one editor takes the other's default; the page shows
+    // what is stored and warns only about a pair that uses one combination twice.
     void openingNeverShowsOneCombinationTwice_data()
     {
         QTest::addColumn<QString>("stored");
-        QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("warning");
-        // The first two are what the page itself stores when one editor takes the other's default.
-        QTest::newRow("capture took the clipboard default") << "Meta+Shift+2|"
-                                                            << "Meta+Shift+2|" << QString();
-        QTest::newRow("clipboard took the capture default") << "|Meta+Shift+1"
-                                                            << "|Meta+Shift+1" << QString();
+        QTest::newRow("capture took the clipboard default") << QStringLiteral("Meta+Shift+2|") << QString();
+        QTest::newRow("clipboard took the capture default") << QStringLiteral("|Meta+Shift+1") << QString();
         QTest::newRow("the same pair edited into the file")
-            << "Ctrl+Alt+D|Ctrl+Alt+D"
-            << "Ctrl+Alt+D|Ctrl+Alt+D"
-            << "The capture and clipboard hotkeys are both Ctrl+Alt+D. Please set a different one.";
+            << QStringLiteral("Ctrl+Alt+D|Ctrl+Alt+D")
+            << QStringLiteral(
+                   "The capture and clipboard hotkeys are both Ctrl+Alt+D. Please set a different one.");
     }
 
     void openingNeverShowsOneCombinationTwice()
@@ -107,7 +104,7 @@ private slots:
         ConfigManager::instance()->setCaptureHotkey(seq(stored.section('|', 0, 0)));
         ConfigManager::instance()->setClipboardTextHotkey(seq(stored.section('|', 1, 1)));
         HotkeysPage page;
-        QTEST(pair(page.captureHotkey(), page.clipboardTextHotkey()), "shown");
+        QCOMPARE(pair(page.captureHotkey(), page.clipboardTextHotkey()), stored);
         QTEST(page.warningText(), "warning");
     }
 };

@@ -13,15 +13,8 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 
-// Small enough that every case ends in well under a second.
-OpenAIClient::Limits testLimits()
-{
-    OpenAIClient::Limits limits;
-    limits.idleMs = 300;
-    limits.totalMs = 5000;
-    limits.maxBodyBytes = 256 * 1024;
-    return limits;
-}
+// Idle, total and body limits small enough that every case ends in well under a second.
+const OpenAIClient::Limits kLimits{300, 5000, 256 * 1024};
 
 const QString kCutOff =
     QStringLiteral("The connection was closed in the middle of the answer; the answer is incomplete.");
@@ -44,12 +37,11 @@ class TestHostileProvider final : public QObject
     Q_OBJECT
     std::unique_ptr<LoopbackHttpServer> m_server;
 
-    std::unique_ptr<OpenAIClient> makeClient(const QString &url = QString(),
-                                             const QString &key = "sk-test-key")
+    std::unique_ptr<OpenAIClient> makeClient(const QString &url = QString())
     {
-        auto client = std::make_unique<OpenAIClient>(url.isEmpty() ? m_server->baseUrl() : url, key,
-                                                     QStringLiteral("m"));
-        client->setLimits(testLimits());
+        auto client = std::make_unique<OpenAIClient>(url.isEmpty() ? m_server->baseUrl() : url,
+                                                     QStringLiteral("sk-test-key"), QStringLiteral("m"));
+        client->setLimits(kLimits);
         client->setTimeout(5000);
         return client;
     }
@@ -158,7 +150,7 @@ private slots:
         QVERIFY2(matches(actualError, error), qPrintable(actualError));
         QCOMPARE(client->lastError(), actualError);
         QVERIFY2(matches(shown, text), qPrintable(shown.left(80)));
-        QVERIFY(shown.toUtf8().size() <= testLimits().maxBodyBytes);
+        QVERIFY(shown.toUtf8().size() <= kLimits.maxBodyBytes);
 
         // The same client serves the next request.
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("again")})));
@@ -174,9 +166,7 @@ private slots:
             trickle.pause(50).send(": still here\n");
         m_server->enqueue(trickle);
         const auto client = makeClient();
-        OpenAIClient::Limits limits = testLimits();
-        limits.totalMs = 600;
-        client->setLimits(limits);
+        client->setLimits({kLimits.idleMs, 600, kLimits.maxBodyBytes});
         QString shown;
         QCOMPARE(stream(client.get(), &shown),
                  QStringLiteral("The answer took longer than 0.6 seconds and was stopped."));

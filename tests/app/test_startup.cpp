@@ -45,9 +45,8 @@ private slots:
         QFETCH(QString, display);
         QFETCH(QString, platform);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        env.remove(QStringLiteral("DISPLAY"));
-        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        for (const char *name : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"})
+            env.remove(QString::fromLatin1(name));
         if (!display.isEmpty())
             env.insert(QStringLiteral("DISPLAY"), display);
         if (!platform.isEmpty())

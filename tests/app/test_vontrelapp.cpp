@@ -1,4 +1,5 @@
 #include "FakeHotkeyBackend.h"
+#include "TestEnv.h"
 
 #include "app/DebugLog.h"
 #include "app/VontrelApp.h"
@@ -9,7 +10,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -66,11 +66,9 @@ private slots:
         auto app = startApp();
 
         const QString path = ConfigManager::configFilePath();
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
+        const QJsonObject hotkeys = QJsonDocument::fromJson(TestEnv::readFile(path))["hotkeys"].toObject();
         // The default hotkeys stand in at run time but are not stored.
-        QCOMPARE(root.value("hotkeys").toObject().value("capture").toString(), QString());
+        QCOMPARE(hotkeys.value("capture"), QJsonValue(QString()));
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
 
@@ -79,16 +77,6 @@ private slots:
             QStringList(QStringLiteral("Configuration Required\nPlease configure your API key in:\n%1\n\n"
                                        "Then restart the application.")
                             .arg(path)));
-    }
-
-    void configuredKeyShowsNoBox()
-    {
-        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
-        ConfigManager::instance()->resetToDefaults();
-        auto app = startApp();
-        QVERIFY(app->shownMessages().isEmpty() && app->shownBalloons().isEmpty());
-        app->onSessionError(QStringLiteral("Network error: refused"));
-        QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
     }
 
     void emptyHotkeyDoesNotTakeTheOthersCombination()
@@ -168,10 +156,15 @@ private slots:
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
     }
 
-    void menuUpdateCheck()
+    void configuredAppAndMenuUpdateCheck()
     {
+        // With a key in the file nothing is shown at start-up; a session's error is a balloon.
         ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+        ConfigManager::instance()->resetToDefaults();
         auto app = startApp();
+        QVERIFY(app->shownMessages().isEmpty() && app->shownBalloons().isEmpty());
+        app->onSessionError(QStringLiteral("Network error: refused"));
+        QCOMPARE(app->shownBalloons(), QStringList(QStringLiteral("Vontrel Error\nNetwork error: refused")));
         UpdateChecker *checker = UpdateChecker::instance();
 
         // Answers to checks the menu did not start (the About page's) are not the menu's.

@@ -12,14 +12,6 @@ class TestSelectedText : public QObject
     std::shared_ptr<Tree::State> m_state;
     std::unique_ptr<Provider> m_provider;
 
-    // The frontmost process (pid 9) with its focused window, for the fallback.
-    Tree::NodePtr frontmostWindow()
-    {
-        m_state->frontmost = IAccessibilityApi::Application{9, QStringLiteral("Editor"), QString()};
-        m_state->applications.insert(9, Tree::node(QStringLiteral("app")));
-        return m_state->applications[9]->focusedWindow = Tree::node(QStringLiteral("window"));
-    }
-
 private slots:
     void init()
     {
@@ -117,7 +109,10 @@ private slots:
         QFETCH(int, breadth);
         QFETCH(int, depth);
         QFETCH(bool, found);
-        Tree::NodePtr window = frontmostWindow();
+        // The frontmost process (pid 9) with its focused window, for the fallback.
+        m_state->frontmost = IAccessibilityApi::Application{9, QStringLiteral("Editor"), QString()};
+        m_state->applications.insert(9, Tree::node(QStringLiteral("app")));
+        Tree::NodePtr window = m_state->applications[9]->focusedWindow = Tree::node(QStringLiteral("window"));
         for (int i = 0; i < breadth; ++i)
             window->children << Tree::node(QStringLiteral("child%1").arg(i));
         Tree::NodePtr parent = window->children.last();

@@ -27,13 +27,6 @@ void clickInto(const QString &windowId)
     xdotool({"mousemove", "--window", windowId, "20", "20", "click", "1"});
 }
 
-bool windowManagerRunning()
-{
-    return runTool(QStringLiteral("xprop"),
-                   {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-        .output.contains("window id");
-}
-
 } // namespace
 
 class TestX11WindowManager : public QObject
@@ -49,7 +42,9 @@ private slots:
         m_windowManager.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_windowManager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
         QVERIFY(m_windowManager.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(windowManagerRunning(), kBound);
+        QTRY_VERIFY_WITH_TIMEOUT(runTool(QStringLiteral("xprop"), {"-root", "_NET_SUPPORTING_WM_CHECK"})
+                                     .output.contains("window id"),
+                                 kBound);
     }
 
     void cleanupTestCase()

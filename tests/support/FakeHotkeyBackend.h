@@ -43,12 +43,9 @@ public:
     }
     int registerHotkey(int id, const HotkeyChord &c, const QString &, QString *error) override
     {
-        m_state->calls << QStringLiteral("register %1 %2")
-                              .arg(id)
-                              .arg(QKeySequence(QKeyCombination(c.modifiers, c.key)).toString());
-        const bool refused =
-            m_state->refusedKeys.contains(QKeySequence(QKeyCombination(c.modifiers, c.key)).toString());
-        const int status = refused ? 1 : m_state->registerStatus.value(id);
+        const QString keys = QKeySequence(QKeyCombination(c.modifiers, c.key)).toString();
+        m_state->calls << QStringLiteral("register %1 %2").arg(id).arg(keys);
+        const int status = m_state->refusedKeys.contains(keys) ? 1 : m_state->registerStatus.value(id);
         if (status)
             *error = m_state->errorText;
         else

@@ -34,13 +34,6 @@ ScriptedResponse ScriptedResponse::json(int status, const QByteArray &body)
     return response.setHeader("Content-Type", "application/json").send(body);
 }
 
-ScriptedResponse ScriptedResponse::silent()
-{
-    ScriptedResponse response;
-    response.m_status = 0;
-    return response;
-}
-
 ScriptedResponse &ScriptedResponse::setHeader(const QByteArray &name, const QByteArray &value)
 {
     for (auto &entry : m_headers) {

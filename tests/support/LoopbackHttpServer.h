@@ -32,7 +32,8 @@ class ScriptedResponse
 public:
     static ScriptedResponse sse(int status = 200);                    // text/event-stream, chunked
     static ScriptedResponse json(int status, const QByteArray &body); // with Content-Length
-    static ScriptedResponse silent(); // takes the request and never answers, not even a status line
+    // Takes the request and never answers, not even a status line.
+    static ScriptedResponse silent() { return sse(0); }
 
     ScriptedResponse &setHeader(const QByteArray &name, const QByteArray &value);
     // One piece written at once (one HTTP chunk when chunked); empty pieces are skipped.

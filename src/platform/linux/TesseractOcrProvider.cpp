@@ -181,7 +181,8 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
         QRect box;
         qsizetype at = -1; // where the word starts in its line's text
         qsizetype size = 0;
-        bool confident = false;
+        double score = 0; // characters weighted by confidence, as the page's confident text counts them
+        bool doubtful = false;
     };
     struct Line
     {
@@ -214,10 +215,10 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
         if (at >= 0)
             cursor = at + text.size();
         // Noise read as letters comes with low confidence; it must not outweigh real words.
-        const bool confident = confidence >= kMinimumWordConfidence;
-        if (confident)
-            lines.back().confident += text.size() * confidence / 100.0;
-        lines.back().words.push_back({boxOf(*iterator, tesseract::RIL_WORD), at, text.size(), confident});
+        const double score = confidence >= kMinimumWordConfidence ? text.size() * confidence / 100.0 : 0.0;
+        lines.back().confident += score;
+        lines.back().words.push_back({boxOf(*iterator, tesseract::RIL_WORD), at, text.size(), score,
+                                      confidence < kMinimumWordConfidence});
     } while (iterator->Next(tesseract::RIL_WORD));
     iterator.reset();
     reading.lineCount = int(lines.size());
@@ -225,9 +226,11 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
     // Within a page the engine first tries the language that read the previous word, so Chinese after English
     // (a label beside a key field, a description under it) can come out as Latin nonsense of near-zero
     // confidence. Such a stretch is read again on its own, and replaced where that reading is mostly
-    // confident.
+    // confident and more so than the first. (Doubting words of middling confidence too was tried: it mended
+    // some lines and broke more.)
     int rereads = 0;
-    for (size_t i = 0; i < lines.size() && rereads < kMaximumRereads; ++i) {
+    bool outOfTime = false;
+    for (size_t i = 0; i < lines.size() && rereads < kMaximumRereads && !outOfTime; ++i) {
         std::vector<Word> &words = lines[i].words;
         QString &lineText = reading.lines[int(i)];
         qsizetype lineCharacters = 0;
@@ -237,18 +240,20 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
         const bool wholeLine = lines[i].confident * 2 < lineCharacters;
         // From the end, so replacing one stretch leaves the positions of those before it valid.
         for (size_t end = words.size(); end > 0 && rereads < kMaximumRereads;) {
-            if (words[end - 1].confident && !wholeLine) {
+            if (!words[end - 1].doubtful && !wholeLine) {
                 --end;
                 continue;
             }
             size_t begin = end - 1;
-            while (begin > 0 && (wholeLine || !words[begin - 1].confident))
+            while (begin > 0 && (wholeLine || words[begin - 1].doubtful))
                 --begin;
             QRect box;
             qsizetype characters = 0;
+            double before = 0;
             for (size_t w = begin; w < end; ++w) {
                 box |= words[w].box;
                 characters += words[w].size;
+                before += words[w].score;
             }
             const qsizetype from = words[begin].at, to = words[end - 1].at + words[end - 1].size;
             const size_t next = begin;
@@ -261,8 +266,11 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
             const QRect area = box.adjusted(-pad, -pad, pad, pad).intersected(page.rect());
             m_api->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
             m_api->SetRectangle(area.x(), area.y(), area.width(), area.height());
-            if (m_api->Recognize(&monitor) != 0 || monitor.deadline_exceeded())
-                return reading;
+            // Out of time, the first reading stands as it is.
+            if (m_api->Recognize(&monitor) != 0 || monitor.deadline_exceeded()) {
+                outOfTime = true;
+                break;
+            }
             std::unique_ptr<tesseract::ResultIterator> again(m_api->GetIterator());
             QStringList reread;
             double confident = 0;
@@ -280,9 +288,9 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
                         confident += text.size() * confidence / 100.0;
                 } while (again->Next(tesseract::RIL_WORD));
             }
-            if (confident * 2 >= total && confident > (wholeLine ? lines[i].confident : 0)) {
+            if (confident * 2 >= total && confident > before) {
                 lineText.replace(from, to - from, reread.join(QLatin1Char(' ')));
-                lines[i].confident = wholeLine ? confident : lines[i].confident + confident;
+                lines[i].confident += confident - before;
             }
             end = next;
         }

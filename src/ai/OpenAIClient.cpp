@@ -142,8 +142,8 @@ void OpenAIClient::sendStreamingRequest(quint64 streamId, const QNetworkRequest 
                                         const QByteArray &body)
 {
     QNetworkReply *reply = m_networkManager->post(request, body);
-    // Qt's HTTP thread otherwise reads ahead without bound: a provider that streams faster than the answer
-    // is shown would pile up hundreds of MiB in queued data before the size limit is even looked at.
+    // Qt's throttle on its HTTP thread: no more than this is handed over ahead of what the client has read,
+    // so a provider streaming faster than the answer is shown queues less before the size limit sees it.
     reply->setReadBufferSize(kReadAheadBytes);
     m_currentReply = reply;
     reply->setProperty(kStreamIdProperty, QVariant::fromValue<quint64>(streamId));

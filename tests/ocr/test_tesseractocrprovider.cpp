@@ -107,16 +107,27 @@ private slots:
         QCOMPARE(runWorker(m_provider.get(), image), expected);
     }
 
-    void readsChineseAfterEnglishInARealCapture()
+    // Stretches the engine reads with near-zero confidence are read again on their own.
+    void readsDoubtfulStretchesAgain()
     {
-        const QImage capture(TestEnv::sourceDir() +
-                             QStringLiteral("/tests/ocr/data/hotkey-row-dark-zh-CN.png"));
-        QVERIFY(!capture.isNull());
-        const QStringList lines = runWorker(m_provider.get(), capture).split(QLatin1Char('\n'));
+        const auto read = [this](const char *name) {
+            const QImage capture(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/") +
+                                 QLatin1String(name));
+            return capture.isNull() ? QStringList()
+                                    : runWorker(m_provider.get(), capture).split(QLatin1Char('\n'));
+        };
+        // A row of the dark Hotkeys page as Qt draws it: a Chinese label, a key field, and a grey description
+        // below. Read as one page, the description came out as Latin nonsense after the field's English text.
+        QStringList lines = read("hotkey-row-dark-zh-CN.png");
         QCOMPARE(lines.size(), 2);
         QVERIFY2(lines[0].contains(QStringLiteral("Meta+Shift+2")), qPrintable(lines[0]));
         QVERIFY2(lines[1].startsWith(QStringLiteral("翻译选中文本")), qPrintable(lines[1]));
         QVERIFY2(!lines[1].contains(QRegularExpression(QStringLiteral("[A-Za-z]"))), qPrintable(lines[1]));
+        // A doubtful word whose box reaches over the confident words after it: read again alone, they came
+        // out twice ("查看源代码源代码").
+        lines = read("mixed-lines-light.png");
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines[3], QStringLiteral("在 GitHub 上查看源代码"));
     }
 
     void givesUpOnTooComplexRegion()
@@ -155,7 +166,5 @@ private:
     std::unique_ptr<TesseractOcrProvider> m_provider;
 };
 
-// A row of the dark Hotkeys page as Qt draws it: a Chinese label, a key field, and a grey description below.
-// Read as one page, the description used to come out as Latin nonsense after the field's English text.
 QTEST_MAIN(TestTesseractOcrProvider)
 #include "test_tesseractocrprovider.moc"

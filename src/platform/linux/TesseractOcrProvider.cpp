@@ -232,21 +232,36 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
     bool outOfTime = false;
     for (size_t i = 0; i < lines.size() && rereads < kMaximumRereads && !outOfTime; ++i) {
         std::vector<Word> &words = lines[i].words;
-        QString &lineText = reading.lines[int(i)];
+        if (words.empty())
+            continue;
+        // The doubtful stretches [begin, end), each between confident words.
+        std::vector<std::pair<size_t, size_t>> stretches;
         qsizetype lineCharacters = 0;
-        for (const Word &word : words)
-            lineCharacters += word.size;
-        // A line mostly in doubt is read again whole: a stray confident word inside must not split it.
-        const bool wholeLine = lines[i].confident * 2 < lineCharacters;
-        // From the end, so replacing one stretch leaves the positions of those before it valid.
-        for (size_t end = words.size(); end > 0 && rereads < kMaximumRereads;) {
-            if (!words[end - 1].doubtful && !wholeLine) {
-                --end;
+        for (size_t w = 0; w < words.size(); ++w) {
+            lineCharacters += words[w].size;
+            if (!words[w].doubtful)
                 continue;
-            }
-            size_t begin = end - 1;
-            while (begin > 0 && (wholeLine || words[begin - 1].doubtful))
-                --begin;
+            if (!stretches.empty() && stretches.back().second == w)
+                stretches.back().second = w + 1;
+            else
+                stretches.push_back({w, w + 1});
+        }
+        // A line mostly in doubt is read again whole, and so is one whose doubtful box reaches over a
+        // confident neighbour: read again, that neighbour would be doubled.
+        bool wholeLine = lines[i].confident * 2 < lineCharacters;
+        for (const auto &[begin, end] : stretches) {
+            QRect box;
+            for (size_t w = begin; w < end; ++w)
+                box |= words[w].box;
+            wholeLine = wholeLine || (begin > 0 && box.left() <= words[begin - 1].box.right()) ||
+                        (end < words.size() && box.right() >= words[end].box.left());
+        }
+        if (wholeLine)
+            stretches = {{0, words.size()}};
+        // From the end, so replacing one stretch leaves the positions of those before it valid.
+        for (auto stretch = stretches.rbegin(); stretch != stretches.rend() && rereads < kMaximumRereads;
+             ++stretch) {
+            const auto [begin, end] = *stretch;
             QRect box;
             qsizetype characters = 0;
             double before = 0;
@@ -256,14 +271,13 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
                 before += words[w].score;
             }
             const qsizetype from = words[begin].at, to = words[end - 1].at + words[end - 1].size;
-            const size_t next = begin;
-            if (characters < 2 || from < 0 || words[end - 1].at < 0 || box.isEmpty()) {
-                end = next;
+            if (characters < 2 || from < 0 || words[end - 1].at < 0 || box.isEmpty())
                 continue;
-            }
             ++rereads;
-            const int pad = std::max(4, box.height() / 4);
-            const QRect area = box.adjusted(-pad, -pad, pad, pad).intersected(page.rect());
+            // Room round the stretch: glyphs touching the rectangle's side are dropped, and above and below
+            // lie the neighbouring lines.
+            const int padX = std::max(4, box.height() / 2), padY = std::max(4, box.height() / 4);
+            const QRect area = box.adjusted(-padX, -padY, padX, padY).intersected(page.rect());
             m_api->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
             m_api->SetRectangle(area.x(), area.y(), area.width(), area.height());
             // Out of time, the first reading stands as it is.
@@ -289,10 +303,9 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
                 } while (again->Next(tesseract::RIL_WORD));
             }
             if (confident * 2 >= total && confident > before) {
-                lineText.replace(from, to - from, reread.join(QLatin1Char(' ')));
+                reading.lines[int(i)].replace(from, to - from, reread.join(QLatin1Char(' ')));
                 lines[i].confident += confident - before;
             }
-            end = next;
         }
     }
     for (const Line &line : lines)

@@ -80,6 +80,11 @@ QString vontrelCompleteBlocking(QNetworkAccessManager *manager, const QNetworkRe
         *error = ProviderErrors::bodyLimitText(maxBodyBytes);
         return QString();
     }
+    return vontrelCompletionContent(data, errors, error);
+}
+
+QString vontrelCompletionContent(const QByteArray &data, const ProviderErrors &errors, QString *error)
+{
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
     if (parseError.error != QJsonParseError::NoError) {

@@ -12,3 +12,7 @@ class QNetworkRequest;
 QString vontrelCompleteBlocking(QNetworkAccessManager *manager, const QNetworkRequest &request,
                                 const QByteArray &body, int timeoutMs, qsizetype maxBodyBytes,
                                 const ProviderErrors &errors, QString *error);
+
+// The trimmed answer of a whole chat completion in JSON, or empty with *error set to the reason (the
+// service's own error, no choices, not JSON).
+QString vontrelCompletionContent(const QByteArray &data, const ProviderErrors &errors, QString *error);

@@ -159,6 +159,16 @@ bool EventStreamParser::feed(QByteArrayView bytes, const PieceHandler &onPiece)
             bytes = bytes.sliced(1);
     }
     m_pending.append(bytes.data(), bytes.size());
+    if (m_atStart) {
+        // An event stream may begin with a UTF-8 byte order mark, which is no part of its first line.
+        static constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+        const QByteArrayView mark(kByteOrderMark, 3);
+        if (m_pending.size() < mark.size() && mark.startsWith(m_pending))
+            return true; // too few bytes yet to tell
+        if (m_pending.startsWith(mark))
+            m_pending.remove(0, mark.size());
+        m_atStart = false;
+    }
 
     // Lines are taken by offset and the consumed prefix removed once, so a large read costs linear time.
     const char *const data = m_pending.constData();

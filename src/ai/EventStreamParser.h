@@ -48,6 +48,7 @@ private:
     qsizetype m_searchedBytes = 0; // leading bytes of m_pending known to hold no line ending
     QString m_errorMessage;
     bool m_skipLineFeed = false; // the last read ended on CR: a LF starting the next read belongs to it
+    bool m_atStart = true;       // nothing of the stream consumed yet: a byte order mark may still come
     bool m_errorEvent = false;   // "event: error" announced the data of this event
     int m_parseFailures = 0;
     bool m_failed = false;

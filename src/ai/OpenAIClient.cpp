@@ -263,10 +263,22 @@ void OpenAIClient::onStreamFinished()
     if (streamId != m_streamId || !m_lastError.isEmpty())
         return; // cancelled or replaced by a receiver of the last pieces, or failed: already reported
     if (!m_parser.sawData()) {
-        failStream(errors().notAnEventStreamText(m_bodyHead, m_bodyBytes, m_contentType));
-        return;
-    }
-    if (m_parser.hasIncompleteLine() && !m_parser.sawEnd()) {
+        // Some services ignore "stream" and send the whole completion at once: it is still the answer.
+        QString problem;
+        const QString whole =
+            m_bodyBytes == m_bodyHead.size() && m_contentType.contains(QLatin1String("json"))
+                ? vontrelCompletionContent(m_bodyHead, errors(), &problem)
+                : QString();
+        if (whole.isEmpty()) {
+            failStream(errors().notAnEventStreamText(m_bodyHead, m_bodyBytes, m_contentType));
+            return;
+        }
+        qCInfo(lcAi).noquote() << "OpenAIClient: the service sent the whole answer at once, not streamed";
+        m_fullResponse = whole;
+        emit streamingChunk(whole);
+        if (streamId != m_streamId)
+            return;
+    } else if (m_parser.hasIncompleteLine() && !m_parser.sawEnd()) {
         failStream(tr("The connection was closed in the middle of the answer; the answer is incomplete."));
         return;
     }

@@ -110,6 +110,9 @@ private slots:
         QTest::newRow("event stream without data lines")
             << ScriptedResponse::sse().send("hello\nworld\n\n") << ""
             << "The provider's event stream carried no data.";
+        QTest::newRow("whole completion instead of a stream")
+            << ScriptedResponse::json(200, R"({"choices":[{"message":{"content":" Hello "}}]})") << "Hello"
+            << QString();
         QTest::newRow("json error object instead of a stream")
             << ScriptedResponse::json(200, R"({"error":{"message":"quota exceeded"}})") << ""
             << "API error: quota exceeded";

@@ -86,6 +86,8 @@ private slots:
                                QStringLiteral(" 🙂🚀\n“q”")};
         const QStringList xy{QStringLiteral("x"), QStringLiteral("y")};
         QTest::newRow("utf-8 in 1-byte pieces") << Sse::stream(utf8) << 1 << utf8;
+        // The byte order mark an event stream may begin with, itself split between reads.
+        QTest::newRow("byte order mark") << ("\xEF\xBB\xBF" + Sse::stream(xy)) << 1 << xy;
         // In pieces of up to two bytes, CR LF is often split between reads: still one line ending.
         QTest::newRow("cr, lf and crlf mixed")
             << (": hi\r" + Sse::delta("x", "\r\n\n") + Sse::delta("y", "\n\r") + "data: [DONE]\r\n") << 2

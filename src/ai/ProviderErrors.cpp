@@ -70,6 +70,12 @@ QString ProviderErrors::httpErrorText(int status, const QByteArray &body, const 
     const QString message = providerMessage(body);
     if (!message.isEmpty())
         return tr("API error %1: %2").arg(status).arg(redacted(message));
+    // A redirect that ends as the answer was not followed to its end: it leads back round, or nowhere.
+    if (status >= 300 && status < 400)
+        return tr("The provider redirected the request (HTTP %1), and the redirect could not be followed to "
+                  "an "
+                  "answer; check the API address.")
+            .arg(status);
     return tr("Network error: %1 (HTTP %2)").arg(redacted(networkText)).arg(status);
 }
 

@@ -322,6 +322,10 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>The answer took longer than %1 seconds and was stopped.</source>
         <translation>应答耗时超过 %1 秒，已被停止。</translation>
     </message>
+    <message>
+        <source>The provider redirected the request (HTTP %1), and the redirect could not be followed to an answer; check the API address.</source>
+        <translation>服务商重定向了请求（HTTP %1），但无法跟随重定向得到回答；请检查 API 地址。</translation>
+    </message>
 </context>
 <context>
     <name>PermissionGuideDialog</name>

@@ -119,8 +119,23 @@ void eraseRules(std::vector<uchar> &marks, std::vector<uchar> &erased, int width
                 const auto endsOnRule = [&](int end) {
                     return end < 0 || end >= length || rule[horizontal ? at(end, line) : at(line, end)];
                 };
-                const bool frameSide = !horizontal && i - start >= glyph && endsOnRule(start) &&
-                                       endsOnRule(i - 1) && (rule[at(line, start)] || rule[at(line, i - 1)]);
+                // A rounded frame's sides end where its corners bend away, a little short of the long rules;
+                // only a side clearly taller than a glyph may end that far off.
+                const auto nearRule = [&](int end) {
+                    const int reach = std::max(3, glyph / 2);
+                    for (int y = std::max(0, end - reach); y <= std::min(height - 1, end + reach); ++y)
+                        for (int x = std::max(0, line - reach); x <= std::min(width - 1, line + reach); ++x)
+                            if (rule[at(x, y)])
+                                return true;
+                    return false;
+                };
+                const bool roundedSide =
+                    !horizontal && (i - start) * 2 >= glyph * 3 && (start == 0 || nearRule(start)) &&
+                    (i == length || nearRule(i - 1)) && (nearRule(start) || nearRule(i - 1));
+                const bool frameSide =
+                    !horizontal && ((i - start >= glyph && endsOnRule(start) && endsOnRule(i - 1) &&
+                                     (rule[at(line, start)] || rule[at(line, i - 1)])) ||
+                                    roundedSide);
                 if (i - start >= minLength || frameSide) {
                     int thin = 0;
                     for (int j = start; j < i; ++j)
@@ -246,7 +261,19 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
             // no text to read, and on it the recogniser's layout analysis can take minutes.
             const bool picture = c.box.width() > 8 * glyph && c.box.height() > 8 * glyph &&
                                  qint64(c.pixels) * 5 > qint64(c.box.width()) * c.box.height();
-            if (picture || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow))
+            // The bend of a rounded frame's corner stays behind when its straight sides go; next to them,
+            // such a speck is read as a bar or a bracket.
+            const int speck = std::max(2, glyph / 4);
+            bool cornerDebris = c.box.width() <= speck && c.box.height() <= speck;
+            if (cornerDebris) {
+                const QRect around = c.box.adjusted(-1, -1, 1, 1).intersected(QRect(0, 0, width, height));
+                bool touchesErased = false;
+                for (int y = around.top(); y <= around.bottom() && !touchesErased; ++y)
+                    for (int x = around.left(); x <= around.right() && !touchesErased; ++x)
+                        touchesErased = erased[size_t(y) * width + x];
+                cornerDebris = touchesErased;
+            }
+            if (picture || cornerDebris || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow))
                 c.removed = true;
         }
     }

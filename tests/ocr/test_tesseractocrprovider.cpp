@@ -94,6 +94,11 @@ private slots:
             painter.drawEllipse(QPointF(17, icon.height() / 2.0), 3, 3);
         }
         QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
+        // A text field with rounded corners, wide as forms draw them: its short sides stop short of the long
+        // rules, and the bends of its corners stay behind as specks.
+        QTest::newRow("rounded text field")
+            << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/rounded-field-light.png"))
+            << QStringLiteral("Email address");
         // A page title as Qt draws it, with the card's edge below: bold stems are thick, yet no icon.
         QTest::newRow("bold title, a real capture")
             << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/title-bold-light-en.png"))

@@ -205,6 +205,43 @@ bool isSolidBlob(const Component &c, int id, const std::vector<int> &labels, con
     return solid * 12 >= w * h;
 }
 
+// The empty outline of a check box or radio button: a ring about a glyph or two across, drawn thin in a
+// colour lighter than the text's. "口" and "O" are rings too, but in the text's colour and with strokes of
+// the text's weight; read, an outline turns into "[ ]", "O" or "(_)" before the label.
+bool isControlOutline(const Component &c, int id, const std::vector<int> &labels, const QImage &gray,
+                      int width, int glyph, int ink, int markBelow)
+{
+    // Taller than capitals and ideographs (the glyph height), which is also what keeps "O" and "口" out.
+    const int w = c.box.width(), h = c.box.height();
+    if (w * 20 < glyph * 23 || h * 20 < glyph * 23 || w > glyph * 5 / 2 || h > glyph * 5 / 2 ||
+        w * 4 < h * 3 || h * 4 < w * 3 || c.pixels * 10 > w * h * 4)
+        return false;
+    // Closed: the ring lies across every way out of its middle, which "C" or "L" does not.
+    const QPoint centre = c.box.center();
+    const auto ringAt = [&](int dx, int dy) {
+        for (QPoint p = centre; c.box.contains(p); p += QPoint(dx, dy)) {
+            if (labels[p.y() * width + p.x()] == id)
+                return true;
+        }
+        return false;
+    };
+    if (!ringAt(1, 0) || !ringAt(-1, 0) || !ringAt(0, 1) || !ringAt(0, -1))
+        return false;
+    // Hollow: nothing of the ring in its middle half.
+    const QRect middle = c.box.adjusted(w / 4, h / 4, -w / 4, -h / 4);
+    ShadeHistogram shades{};
+    for (int y = c.box.top(); y <= c.box.bottom(); ++y) {
+        for (int x = c.box.left(); x <= c.box.right(); ++x) {
+            if (labels[y * width + x] != id)
+                continue;
+            if (middle.contains(x, y))
+                return false;
+            ++shades[gray.constScanLine(y)[x]];
+        }
+    }
+    return vontrelDominantShade(shades) > ink + (markBelow - ink) / 3;
+}
+
 struct Band
 {
     int top = 0;
@@ -273,7 +310,8 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
                         touchesErased = erased[size_t(y) * width + x];
                 cornerDebris = touchesErased;
             }
-            if (picture || cornerDebris || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow))
+            if (picture || cornerDebris || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow) ||
+                isControlOutline(c, id, labels, gray, width, glyph, ink, markBelow))
                 c.removed = true;
         }
     }

@@ -96,6 +96,10 @@ private slots:
         QTest::newRow("icon before the text") << icon << QStringLiteral("Open Recent Files");
         // A text field with rounded corners, wide as forms draw them: its short sides stop short of the long
         // rules, and the bends of its corners stay behind as specks.
+        // An unchecked check box before its label in the Preferences: not "[ ]" or "O".
+        QTest::newRow("check box, a real capture")
+            << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/checkbox-light-en.png"))
+            << QStringLiteral("Start at login\nAutomatically start Vontrel when you log in to your computer");
         QTest::newRow("rounded text field")
             << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/rounded-field-light.png"))
             << QStringLiteral("Email address");

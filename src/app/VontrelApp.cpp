@@ -287,7 +287,7 @@ void VontrelApp::createTray()
     });
 }
 
-int vontrelMain(int argc, char *argv[])
+int vontrelMain(int argc, char *argv[], CommandLineAction action)
 {
     // A provider that closes its connection early must not end the program.
     std::signal(SIGPIPE, SIG_IGN);
@@ -298,6 +298,8 @@ int vontrelMain(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Vontrel"));
     QApplication::setApplicationVersion(QStringLiteral(VONTREL_VERSION));
     QApplication::setOrganizationName(QStringLiteral("Vontrel"));
+    // The Wayland app id: the compositor finds the desktop entry and its icon by it.
+    QGuiApplication::setDesktopFileName(QStringLiteral(VONTREL_APP_ID));
     QApplication::setQuitOnLastWindowClosed(false);
 
     SingleInstance instance;
@@ -305,6 +307,7 @@ int vontrelMain(int argc, char *argv[])
         return instance.reportHandOver();
 
     VontrelApp vontrel;
+    vontrel.setCommandLineAction(action);
     // Connected before start(), whose dialogs keep the event loop (and so the instance's socket) running.
     QObject::connect(&instance, &SingleInstance::activationRequested, &vontrel, [&vontrel] {
         if (QAction *preferences = vontrel.preferencesAction())

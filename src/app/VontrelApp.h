@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/CommandLine.h"
+
 #include <QKeySequence>
 #include <QObject>
 #include <QSet>
@@ -46,6 +48,9 @@ public:
     QStringList shownBalloons() const;
     // Hands the hotkey manager a backend of the test's choosing; call before start().
     void setHotkeyBackendForTesting(std::unique_ptr<IHotkeyBackend> backend);
+    // What this start was asked for on its command line (--capture, --selection).
+    void setCommandLineAction(CommandLineAction action) { m_commandLineAction = action; }
+    CommandLineAction commandLineAction() const { return m_commandLineAction; }
 
     Notifier *notifier() const { return m_notifier; }
     QMenu *trayMenu() const;
@@ -75,6 +80,7 @@ private:
     Notifier *m_notifier = nullptr;
     UpdatePrompt *m_updatePrompt = nullptr;
     std::unique_ptr<IHotkeyBackend> m_hotkeyBackendForTesting;
+    CommandLineAction m_commandLineAction = CommandLineAction::None;
     QSet<QString> m_toldHotkeyFailures;
     std::unique_ptr<Platform> m_platform;
 
@@ -92,5 +98,5 @@ private:
     std::unique_ptr<TrayMenu> m_tray;
 };
 
-// The whole program: start-up, event loop, exit code.
-int vontrelMain(int argc, char *argv[]);
+// The whole program: start-up, event loop, exit code. The command line has been read (CommandLine) already.
+int vontrelMain(int argc, char *argv[], CommandLineAction action = CommandLineAction::None);

@@ -62,6 +62,46 @@ private slots:
                  QStringLiteral("Vontrel needs a graphical session (X11 or Wayland): %1\n").arg(reason));
     }
 
+    // Asked for help or the version, or given a bad option, the program answers on a plain terminal.
+    void commandLineWithoutDisplay_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("stdoutStart");
+        QTest::addColumn<QString>("stderrText");
+        QTest::newRow("version") << QStringLiteral("--version") << 0
+                                 << QStringLiteral("Vontrel " VONTREL_VERSION "\n") << QString();
+        QTest::newRow("help") << QStringLiteral("--help") << 0 << QStringLiteral("Usage: vontrel [action]\n")
+                              << QString();
+        QTest::newRow("unknown") << QStringLiteral("--bogus") << 2 << QString()
+                                 << QStringLiteral("vontrel: unknown option '--bogus'\n"
+                                                   "Try 'vontrel --help' for more information.\n");
+    }
+
+    void commandLineWithoutDisplay()
+    {
+        QFETCH(QString, option);
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"})
+            env.remove(QString::fromLatin1(name));
+        QProcess vontrel;
+        vontrel.setProcessEnvironment(env);
+        vontrel.start(vontrelPath, {option});
+        QVERIFY(vontrel.waitForFinished(30000));
+        QFETCH(int, exitCode);
+        QCOMPARE(vontrel.exitCode(), exitCode);
+        QFETCH(QString, stdoutStart);
+        const QString output = QString::fromLocal8Bit(vontrel.readAllStandardOutput());
+        QVERIFY2(stdoutStart.isEmpty() ? output.isEmpty() : output.startsWith(stdoutStart),
+                 qPrintable(output));
+        if (option == QLatin1String("--help")) {
+            QVERIFY(output.contains(QLatin1String("--capture")));
+            QVERIFY(output.contains(QLatin1String("--selection")));
+        }
+        QFETCH(QString, stderrText);
+        QCOMPARE(QString::fromLocal8Bit(vontrel.readAllStandardError()), stderrText);
+    }
+
     void secondStartShowsTheFirst()
     {
         // A first instance that died without cleaning up leaves its lock and socket behind.

@@ -5,6 +5,7 @@
 #   ./dev.sh test              install what is missing, build with warnings as errors, run every test
 #   ./dev.sh test --sanitize   the same in a separate AddressSanitizer + UBSan build
 #   ./dev.sh build             install what is missing and build only
+#   ./dev.sh package           build the Debian package vontrel_VERSION_ARCH.deb into this folder
 #
 # Extra arguments after "test" go to ctest, e.g. ./dev.sh test -R test_configmanager or -L x11.
 set -euo pipefail
@@ -51,6 +52,17 @@ build)
     install_missing "${BUILD_PACKAGES[@]}"
     configure_and_build build
     ;;
+package)
+    # dpkg-shlibdeps (dpkg-dev) and file compute the package's dependencies from the executables.
+    install_missing "${BUILD_PACKAGES[@]}" dpkg-dev file
+    configure_and_build build-package -DCMAKE_INSTALL_PREFIX=/usr -DVONTREL_BUILD_TESTS=OFF \
+        -DVONTREL_BUILD_BENCH=OFF
+    rm -f build-package/vontrel_*.deb
+    (cd build-package && cpack -G DEB)
+    rm -f vontrel_*.deb
+    cp build-package/vontrel_*.deb .
+    echo "dev.sh: built $(ls vontrel_*.deb); install it with: sudo apt-get install ./$(ls vontrel_*.deb)"
+    ;;
 test)
     install_missing "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
     if [ "${1:-}" = "--sanitize" ]; then
@@ -66,7 +78,7 @@ test)
     ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@"
     ;;
 *)
-    echo "usage: ./dev.sh start | build | test [--sanitize] [ctest arguments]" >&2
+    echo "usage: ./dev.sh start | build | package | test [--sanitize] [ctest arguments]" >&2
     exit 2
     ;;
 esac

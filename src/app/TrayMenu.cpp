@@ -5,6 +5,7 @@
 
 #include <QAction>
 #include <QCoreApplication>
+#include <QCursor>
 #include <QMenu>
 #include <QSystemTrayIcon>
 
@@ -46,6 +47,7 @@ TrayMenu::TrayMenu(bool trayRecoloursIcons, QObject *parent)
     connect(m_quit, &QAction::triggered, qApp, &QCoreApplication::quit);
 
     m_icon->setContextMenu(m_menu.get());
+    connect(m_icon.get(), &QSystemTrayIcon::activated, this, &TrayMenu::onActivated);
     m_icon->setIcon(QIcon(trayRecoloursIcons ? QStringLiteral(":/icons/vontrel-menu-icon.svg")
                                              : QStringLiteral(":/icons/icon_512x512.png")));
     retranslate();
@@ -81,4 +83,17 @@ void TrayMenu::retranslate()
     m_quit->setText(QObject::tr("Quit"));
     m_icon->setToolTip(QObject::tr("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
                            .arg(nativeText(m_capture->shortcut()), nativeText(m_clipboardText->shortcut())));
+}
+
+void TrayMenu::onActivated(QSystemTrayIcon::ActivationReason reason)
+{
+    // Trays open the context menu on a right click themselves, but a left click only reports a Trigger; with
+    // no main window to show, the same menu is what the user is looking for. The macOS status item already
+    // opens the menu on any click.
+#ifndef Q_OS_MACOS
+    if (reason == QSystemTrayIcon::Trigger && !m_menu->isVisible())
+        m_menu->popup(QCursor::pos());
+#else
+    Q_UNUSED(reason)
+#endif
 }

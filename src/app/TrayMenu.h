@@ -2,12 +2,12 @@
 
 #include <QKeySequence>
 #include <QObject>
+#include <QSystemTrayIcon>
 
 #include <memory>
 
 class QAction;
 class QMenu;
-class QSystemTrayIcon;
 
 // The tray icon and its menu: the two actions (their hotkeys shown beside them and in the tool tip), the
 // update check, Preferences and Quit. The entries only ask; the application decides what happens.
@@ -40,6 +40,8 @@ signals:
     void preferencesRequested();
 
 private:
+    void onActivated(QSystemTrayIcon::ActivationReason reason);
+
     // The menu first, so the icon that refers to it goes before it.
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<QSystemTrayIcon> m_icon;

@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTest>
 
@@ -154,6 +155,21 @@ private slots:
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
+    }
+
+    // A left click opens the menu a right click opens; a double click adds no second one.
+    void trayLeftClickOpensTheMenu()
+    {
+        auto app = startApp();
+        QMenu *menu = app->trayMenu();
+        QCOMPARE(app->trayIcon()->contextMenu(), menu);
+        emit app->trayIcon()->activated(QSystemTrayIcon::Context);
+        QVERIFY(!menu->isVisible()); // the tray itself shows the context menu
+        emit app->trayIcon()->activated(QSystemTrayIcon::Trigger);
+        QTRY_VERIFY(menu->isVisible());
+        menu->hide();
+        emit app->trayIcon()->activated(QSystemTrayIcon::DoubleClick);
+        QVERIFY(!menu->isVisible());
     }
 
     void configuredAppAndMenuUpdateCheck()

@@ -2,6 +2,7 @@
 #include "platform/linux/XdgAutoStartBackend.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -32,10 +33,31 @@ private slots:
         QTEST(backend.isEnabled(), "installed");
     }
 
+    // An entry under the old name counts, and whichever way the setting goes it is not left behind.
+    void legacyEntryIsReplaced_data()
+    {
+        QTest::addColumn<bool>("enable");
+        QTest::newRow("enabled again") << true;
+        QTest::newRow("disabled") << false;
+    }
+    void legacyEntryIsReplaced()
+    {
+        QFETCH(bool, enable);
+        QTemporaryDir dir;
+        XdgAutoStartBackend backend(dir.path(), QStringLiteral("/opt/vontrel/bin/vontrel"));
+        QVERIFY(TestEnv::writeFile(dir.filePath(QStringLiteral("vontrel.desktop")),
+                                   "[Desktop Entry]\nExec=/opt/vontrel/bin/vontrel\n"));
+        QVERIFY(backend.isEnabled());
+        QVERIFY(enable ? backend.enable() : backend.disable());
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+                 enable ? QStringList{QStringLiteral("app.vontrel.Vontrel.desktop")} : QStringList());
+        QCOMPARE(backend.isEnabled(), enable);
+    }
+
     void managerEntryNamesThisExecutable()
     {
         const QString entry = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-                              QStringLiteral("/autostart/vontrel.desktop");
+                              QStringLiteral("/autostart/app.vontrel.Vontrel.desktop");
         QVERIFY2(entry.startsWith(qEnvironmentVariable("XDG_CONFIG_HOME")), "needs a private home");
         AutoStartManager *manager = AutoStartManager::instance();
         QVERIFY(!manager->isAutoStartEnabled());

@@ -13,7 +13,10 @@
 
 namespace {
 
-const char EntryFileName[] = "vontrel.desktop";
+// Named by the application id, like the installed desktop entry. Versions before the id wrote the second
+// name; such an entry still counts and is replaced when the setting changes.
+const char EntryFileName[] = VONTREL_APP_ID ".desktop";
+const char LegacyEntryFileName[] = "vontrel.desktop";
 
 QString normalizedPath(const QString &path)
 {
@@ -88,6 +91,11 @@ QString XdgAutoStartBackend::entryPath() const
     return QDir(m_autostartDir).filePath(QString::fromLatin1(EntryFileName));
 }
 
+QString XdgAutoStartBackend::legacyEntryPath() const
+{
+    return QDir(m_autostartDir).filePath(QString::fromLatin1(LegacyEntryFileName));
+}
+
 QByteArray XdgAutoStartBackend::entryText(const QString &executablePath)
 {
     QString text = QStringLiteral("[Desktop Entry]\n"
@@ -95,7 +103,7 @@ QByteArray XdgAutoStartBackend::entryText(const QString &executablePath)
                                   "Name=Vontrel\n"
                                   "Comment=Screenshot and selection translator in the tray\n"
                                   "Exec=%1\n"
-                                  "Icon=vontrel\n"
+                                  "Icon=" VONTREL_APP_ID "\n"
                                   "Terminal=false\n"
                                   "X-GNOME-Autostart-enabled=true\n")
                        .arg(execValueFor(executablePath));
@@ -124,7 +132,12 @@ QString XdgAutoStartBackend::programOfExec(const QString &execValue)
 
 bool XdgAutoStartBackend::isEnabled() const
 {
-    QFile file(entryPath());
+    return startsThisExecutable(entryPath()) || startsThisExecutable(legacyEntryPath());
+}
+
+bool XdgAutoStartBackend::startsThisExecutable(const QString &path) const
+{
+    QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return false;
     bool inMainGroup = false;
@@ -169,12 +182,18 @@ bool XdgAutoStartBackend::enable()
         return false;
     }
     qCInfo(lcPlatform).noquote() << "XdgAutoStartBackend: autostart entry written:" << entryPath();
-    return true;
+    // Left in place, the old entry would start a second copy at login.
+    return removeEntry(legacyEntryPath());
 }
 
 bool XdgAutoStartBackend::disable()
 {
-    const QString path = entryPath();
+    const bool legacyRemoved = removeEntry(legacyEntryPath());
+    return removeEntry(entryPath()) && legacyRemoved;
+}
+
+bool XdgAutoStartBackend::removeEntry(const QString &path)
+{
     if (!QFileInfo::exists(path))
         return true;
     if (!QFile::remove(path)) {

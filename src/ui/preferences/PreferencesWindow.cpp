@@ -14,6 +14,7 @@
 #include <QFrame>
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QListWidget>
 #include <QScreen>
 #include <QStackedWidget>
@@ -243,6 +244,17 @@ void PreferencesWindow::closeEvent(QCloseEvent *event)
 {
     event->ignore();
     hide();
+}
+
+void PreferencesWindow::keyPressEvent(QKeyEvent *event)
+{
+    // Escape reaches the window only when the focused control has no use for it (a hotkey editor records it,
+    // an open list closes itself), and then does what the close button does.
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void PreferencesWindow::showEvent(QShowEvent *event)

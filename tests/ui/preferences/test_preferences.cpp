@@ -84,6 +84,41 @@ private slots:
         m_openedUrls.clear();
     }
 
+    // Escape closes the window as the close button does, unless the focused control takes the key itself.
+    void escapeCloses_data()
+    {
+        QTest::addColumn<int>("page");
+        QTest::addColumn<QString>("focus"); // a control's class or object name; empty: the page list
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("page list") << int(PreferencesWindow::GeneralPageIndex) << QString() << true;
+        QTest::newRow("text field") << int(PreferencesWindow::AIProviderPageIndex)
+                                    << QStringLiteral("QLineEdit") << true;
+        QTest::newRow("hotkey editor")
+            << int(PreferencesWindow::HotkeysPageIndex) << QStringLiteral("CaptureHotkeyEdit") << false;
+    }
+
+    void escapeCloses()
+    {
+        QFETCH(int, page);
+        QFETCH(QString, focus);
+        PreferencesWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        window.showPage(page);
+        QWidget *target = window.findChild<QListWidget *>();
+        if (!focus.isEmpty()) {
+            const QList<QWidget *> all = window.findChildren<QWidget *>();
+            const auto found = std::find_if(all.cbegin(), all.cend(), [&](QWidget *w) {
+                return w->isVisible() && (w->objectName() == focus || w->inherits(qPrintable(focus)));
+            });
+            QVERIFY(found != all.cend());
+            target = *found;
+        }
+        QTest::keyClick(target, Qt::Key_Escape);
+        QFETCH(bool, closes);
+        QCOMPARE(window.isVisible(), !closes);
+    }
+
     void generalStartAtLoginFailureRevertsAndExplains()
     {
         // A plain file where the autostart folder belongs makes the entry impossible to write.

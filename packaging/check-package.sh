@@ -58,7 +58,11 @@ if dpkg-query -W -f='${Status}' vontrel 2>/dev/null | grep -q "ok installed"; th
 fi
 
 step "installing $(basename "$deb")"
-apt install "$deb" >"$work/apt-install.log" || { cat "$work/apt-install.log" >&2; fail "apt-get install"; }
+# Package lists that are old or missing are the usual reason for apt to find no dependency: read them again.
+if ! apt install "$deb" >"$work/apt-install.log" 2>&1; then
+    apt update -qq
+    apt install "$deb" >"$work/apt-install.log" 2>&1 || { cat "$work/apt-install.log" >&2; fail "apt-get install"; }
+fi
 dpkg-query -L vontrel >"$work/files"
 version=$(dpkg-query -W -f='${Version}' vontrel)
 

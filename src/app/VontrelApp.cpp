@@ -25,6 +25,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDebug>
+#include <QIcon>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QThreadPool>
@@ -300,6 +301,9 @@ int vontrelMain(int argc, char *argv[], CommandLineAction action)
     QApplication::setOrganizationName(QStringLiteral("Vontrel"));
     // The Wayland app id: the compositor finds the desktop entry and its icon by it.
     QGuiApplication::setDesktopFileName(QStringLiteral(VONTREL_APP_ID));
+    // X11 window managers show this in task switchers; an icon theme may bring its own version of it.
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral(VONTREL_APP_ID), QIcon(QStringLiteral(":/icons/icon_512x512.png"))));
     QApplication::setQuitOnLastWindowClosed(false);
 
     SingleInstance instance;

@@ -6,6 +6,7 @@
 #   ./dev.sh test --sanitize   the same in a separate AddressSanitizer + UBSan build
 #   ./dev.sh build             install what is missing and build only
 #   ./dev.sh package           build the Debian package vontrel_VERSION_ARCH.deb into this folder
+#                              (extra arguments go to cmake)
 #
 # Extra arguments after "test" go to ctest, e.g. ./dev.sh test -R test_configmanager or -L x11.
 set -euo pipefail
@@ -56,7 +57,7 @@ package)
     # dpkg-shlibdeps (dpkg-dev) and file compute the package's dependencies from the executables.
     install_missing "${BUILD_PACKAGES[@]}" dpkg-dev file
     configure_and_build build-package -DCMAKE_INSTALL_PREFIX=/usr -DVONTREL_BUILD_TESTS=OFF \
-        -DVONTREL_BUILD_BENCH=OFF
+        -DVONTREL_BUILD_BENCH=OFF "$@"
     rm -f build-package/vontrel_*.deb
     (cd build-package && cpack -G DEB)
     rm -f vontrel_*.deb

@@ -57,6 +57,19 @@ if dpkg-query -W -f='${Status}' vontrel 2>/dev/null | grep -q "ok installed"; th
     apt remove vontrel >/dev/null
 fi
 
+step "dependencies resolve on a machine with nothing installed"
+# apt plans the install against an empty package database: every dependency must come from the archive, not
+# from what happens to be on this machine.
+: >"$work/empty-status"
+"${sudo[@]}" apt-get install -s -q -o Dir::State::status="$work/empty-status" "$deb" >"$work/plan" 2>&1 ||
+    { cat "$work/plan" >&2; fail "the dependencies do not resolve from the archive alone"; }
+grep "newly installed" "$work/plan"
+
+step "only application files in the package"
+unexpected=$(dpkg-deb --contents "$deb" | awk '{print $6}' | grep -v '/$' |
+    grep -Ev '^\./usr/(bin/vontrel(-cli)?|share/(applications|metainfo|icons/hicolor|man/man1)/.*)$' || true)
+[ -z "$unexpected" ] || fail "unexpected files in the package: $unexpected"
+
 step "installing $(basename "$deb")"
 # Package lists that are old or missing are the usual reason for apt to find no dependency: read them again.
 if ! apt install "$deb" >"$work/apt-install.log" 2>&1; then

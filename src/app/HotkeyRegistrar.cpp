@@ -27,19 +27,68 @@ HotkeyRegistrar::HotkeyRegistrar(HotkeyManager *manager, ConfigManager *config, 
     , m_config(config)
     , m_notifier(notifier)
     , m_settingsPanes(settingsPanes)
-{}
+{
+    // A desktop portal answers after registerHotkeys() has returned; only its answer says whether they work.
+    connect(m_manager, &HotkeyManager::registrationConfirmed, this, [this] {
+        qCInfo(lcApp).noquote() << QStringLiteral("Hotkey registration (%1): the desktop granted the hotkeys")
+                                       .arg(QLatin1String(m_lastAttempt));
+        setOffReason(QString());
+    });
+    connect(m_manager, &HotkeyManager::registrationFailed, this, [this](const QString &error) {
+        qCInfo(lcApp).noquote() << QStringLiteral("Hotkey registration (%1): ok = false, lastError = %2")
+                                       .arg(QLatin1String(m_lastAttempt), error);
+        setOffReason(error);
+    });
+}
+
+void HotkeyRegistrar::setOffReason(const QString &reason)
+{
+    if (reason == m_offReason)
+        return;
+    m_offReason = reason;
+    emit offReasonChanged(reason);
+}
+
+QString HotkeyRegistrar::desktopShortcutAdvice(const QString &desktop)
+{
+    const QStringList names = desktop.toLower().split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    const bool gnome = names.contains(QLatin1String("gnome"));
+    const bool kde = names.contains(QLatin1String("kde"));
+    const bool sway = names.contains(QLatin1String("sway"));
+    const bool all = !gnome && !kde && !sway;
+    QStringList where;
+    if (gnome || all)
+        where << QObject::tr("GNOME: Settings > Keyboard > View and Customize Shortcuts > Custom Shortcuts, "
+                             "then + with the command.");
+    if (kde || all)
+        where << QObject::tr("KDE Plasma: System Settings > Shortcuts > Add New > Command or Script.");
+    if (sway || all)
+        where << QObject::tr("sway: a line such as \"bindsym $mod+Shift+1 exec vontrel --capture\" in "
+                             "~/.config/sway/config.");
+    return QObject::tr("Bind these commands to keys in the desktop's keyboard settings instead:\n"
+                       "  vontrel --capture  (text screenshot)\n"
+                       "  vontrel --selection  (selected or clipboard text)\n%1")
+        .arg(where.join(QLatin1Char('\n')));
+}
 
 bool HotkeyRegistrar::tryPair(const char *when, const QKeySequence &capture,
                               const QKeySequence &clipboardText)
 {
+    m_lastAttempt = when;
     const bool ok = m_manager->registerHotkeys(capture, clipboardText);
+    // Sent to a desktop that answers later, the registration is neither true nor false yet.
+    const QString outcome = !ok                             ? QStringLiteral("false")
+                            : m_manager->isAwaitingAnswer() ? QStringLiteral("awaiting the desktop's answer")
+                                                            : QStringLiteral("true");
     qCInfo(lcApp).noquote() << QStringLiteral(
                                    "Hotkey registration (%1): ok = %2, capture = %3, clipboardText = %4, "
                                    "lastError = %5")
-                                   .arg(QLatin1String(when),
-                                        ok ? QStringLiteral("true") : QStringLiteral("false"),
-                                        nativeText(capture), nativeText(clipboardText),
-                                        m_manager->lastError());
+                                   .arg(QLatin1String(when), outcome, nativeText(capture),
+                                        nativeText(clipboardText), m_manager->lastError());
+    if (ok && !m_manager->isAwaitingAnswer())
+        setOffReason(QString());
+    else if (!ok)
+        setOffReason(m_manager->lastError());
     return ok;
 }
 
@@ -60,7 +109,9 @@ bool HotkeyRegistrar::registerAtStart()
     const bool ok = tryPair("startup", capture, clipboardText);
     appendDebugLog(QStringLiteral("Startup hotkeys: capture=%1 clipboardText=%2 ok=%3")
                        .arg(nativeText(capture), nativeText(clipboardText),
-                            ok ? QStringLiteral("true") : QStringLiteral("false")));
+                            !ok                             ? QStringLiteral("false")
+                            : m_manager->isAwaitingAnswer() ? QStringLiteral("pending")
+                                                            : QStringLiteral("true")));
     setWorking(capture, clipboardText);
     if (ok)
         return true;

@@ -26,6 +26,14 @@ public:
 
     QKeySequence capture() const { return m_capture; }
     QKeySequence clipboardText() const { return m_clipboardText; }
+    // Why the hotkeys do not work (a combination held elsewhere, a desktop without the shortcuts portal, a
+    // binding refused); empty while they work or the desktop has yet to answer.
+    QString offReason() const { return m_offReason; }
+
+    // How to start the two actions from the desktop's own keyboard shortcuts instead, for the desktop this
+    // runs on (all known ones where it cannot tell). `desktop` is XDG_CURRENT_DESKTOP's form ("GNOME",
+    // "KDE", "sway", colon-separated).
+    static QString desktopShortcutAdvice(const QString &desktop);
 
 public slots:
     void onEditingChanged(bool editing);
@@ -35,10 +43,12 @@ signals:
     void workingPairChanged(const QKeySequence &capture, const QKeySequence &clipboardText);
     // The settings went back to the working pair; the Hotkeys page is to show it again.
     void revertedTo(const QKeySequence &capture, const QKeySequence &clipboardText);
+    void offReasonChanged(const QString &reason);
 
 private:
     bool tryPair(const char *when, const QKeySequence &capture, const QKeySequence &clipboardText);
     void setWorking(const QKeySequence &capture, const QKeySequence &clipboardText);
+    void setOffReason(const QString &reason);
     // Registers the working pair again and stores it. False when it was the pair that just failed.
     bool revert(const QKeySequence &failedCapture, const QKeySequence &failedClipboardText);
 
@@ -46,6 +56,8 @@ private:
     ConfigManager *m_config = nullptr;
     Notifier *m_notifier = nullptr;
     bool m_settingsPanes = false;
+    QString m_offReason;
+    const char *m_lastAttempt = "startup";
     QKeySequence m_capture;
     QKeySequence m_clipboardText;
     bool m_editing = false;

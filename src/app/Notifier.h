@@ -9,8 +9,9 @@ class QSystemTrayIcon;
 class QWidget;
 
 // Tells the user something: a message box over the Preferences window (when it is open) or a balloon from
-// the tray icon. A test turns the boxes off: they are then recorded as "title\ntext" and a question takes
-// the answer set with setNextAnswer.
+// the tray icon; where no tray shows the icon (GNOME without an extension, sway without a bar), the balloon
+// goes to the desktop's notification service instead. A test turns the boxes and the tray's balloons off:
+// they are then recorded as "title\ntext" and a question takes the answer set with setNextAnswer.
 class Notifier final : public QObject
 {
     Q_OBJECT
@@ -26,8 +27,13 @@ public:
     void inform(const QString &title, const QString &text);
     // True when the user chose `accept`.
     bool ask(const QString &title, const QString &text, const QString &accept, const QString &reject);
-    // A balloon shows only when there is a tray icon; it is recorded either way.
+    // From the tray icon while a tray shows it, else as a desktop notification; recorded either way.
     void balloon(const QString &title, const QString &text, int msecs);
+    // Whether a tray shows the icon now (a tray may appear after the start).
+    bool trayShown() const;
+
+    // Desktop notifications go to the session bus (Linux only); they are sent whether interactive or not,
+    // since a test's session bus is a private one.
 
     // Test hooks.
     void setInteractive(bool interactive) { m_interactive = interactive; }
@@ -38,6 +44,7 @@ public:
 private:
     QWidget *dialogParent() const { return m_dialogParent ? m_dialogParent() : nullptr; }
     bool record(const QString &title, const QString &text);
+    void notifyDesktop(const QString &title, const QString &text, int msecs);
 
     QSystemTrayIcon *m_trayIcon = nullptr;
     std::function<QWidget *()> m_dialogParent;

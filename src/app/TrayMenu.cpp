@@ -28,6 +28,9 @@ TrayMenu::TrayMenu(bool trayRecoloursIcons, QObject *parent)
     const auto add = [this, &tint](const char *icon) {
         return m_menu->addAction(tintedMenuIcon(QLatin1String(icon), tint), QString());
     };
+    m_hotkeysOff = m_menu->addAction(QString());
+    m_hotkeysOff->setEnabled(false);
+    m_hotkeysOff->setVisible(false);
     m_capture = add(":/icons/capture.svg");
     m_capture->setShortcutVisibleInContextMenu(true);
     m_clipboardText = add(":/icons/clipboard-text.svg");
@@ -62,8 +65,14 @@ TrayMenu::~TrayMenu()
 
 void TrayMenu::setHotkeys(const QKeySequence &capture, const QKeySequence &clipboardText)
 {
-    m_capture->setShortcut(capture);
-    m_clipboardText->setShortcut(clipboardText);
+    m_captureHotkey = capture;
+    m_clipboardTextHotkey = clipboardText;
+    retranslate();
+}
+
+void TrayMenu::setHotkeysOff(const QString &reason)
+{
+    m_offReason = reason;
     retranslate();
 }
 
@@ -75,14 +84,25 @@ void TrayMenu::setChecking(bool checking)
 
 void TrayMenu::retranslate()
 {
+    const bool off = !m_offReason.isEmpty();
+    m_capture->setShortcut(off ? QKeySequence() : m_captureHotkey);
+    m_clipboardText->setShortcut(off ? QKeySequence() : m_clipboardTextHotkey);
+    m_hotkeysOff->setVisible(off);
+    // A menu entry is one line: the first line of the reason, cut to a readable length.
+    QString reason = m_offReason.section(QLatin1Char('\n'), 0, 0);
+    if (reason.size() > 90)
+        reason = reason.left(89) + QChar(0x2026);
+    m_hotkeysOff->setText(QObject::tr("Hotkeys off: %1").arg(reason));
+    m_hotkeysOff->setToolTip(m_offReason);
     m_capture->setText(QObject::tr("AI Action (Text Screenshot)"));
     m_clipboardText->setText(QObject::tr("AI Action (Selected/Clipboard Text)"));
     m_update->setText(m_update->isEnabled() ? QObject::tr("Check for Updates...")
                                             : QObject::tr("Checking..."));
     m_preferences->setText(QObject::tr("Preferences..."));
     m_quit->setText(QObject::tr("Quit"));
-    m_icon->setToolTip(QObject::tr("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
-                           .arg(nativeText(m_capture->shortcut()), nativeText(m_clipboardText->shortcut())));
+    m_icon->setToolTip(off ? QObject::tr("Vontrel - hotkeys off")
+                           : QObject::tr("Vontrel - %1 Text Screenshot, %2 Selected/Clipboard Text")
+                                 .arg(nativeText(m_captureHotkey), nativeText(m_clipboardTextHotkey)));
 }
 
 void TrayMenu::onActivated(QSystemTrayIcon::ActivationReason reason)

@@ -21,12 +21,16 @@ public:
     ~TrayMenu() override;
 
     void setHotkeys(const QKeySequence &capture, const QKeySequence &clipboardText);
+    // While the hotkeys do not work the entries show none, and a first, inert entry says why; an empty reason
+    // shows the hotkeys again.
+    void setHotkeysOff(const QString &reason);
     // While a check runs the entry reads "Checking..." and cannot be chosen again.
     void setChecking(bool checking);
     void retranslate();
 
     QSystemTrayIcon *icon() const { return m_icon.get(); }
     QMenu *menu() const { return m_menu.get(); }
+    QAction *hotkeysOffAction() const { return m_hotkeysOff; }
     QAction *captureAction() const { return m_capture; }
     QAction *clipboardTextAction() const { return m_clipboardText; }
     QAction *updateAction() const { return m_update; }
@@ -45,6 +49,10 @@ private:
     // The menu first, so the icon that refers to it goes before it.
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<QSystemTrayIcon> m_icon;
+    QAction *m_hotkeysOff = nullptr;
+    QString m_offReason;
+    QKeySequence m_captureHotkey;
+    QKeySequence m_clipboardTextHotkey;
     QAction *m_capture = nullptr;
     QAction *m_clipboardText = nullptr;
     QAction *m_update = nullptr;

@@ -19,6 +19,7 @@
 #include "platform/Platform.h"
 #include "session/SessionController.h"
 #include "ui/PermissionGuideDialog.h"
+#include "ui/preferences/HotkeysPage.h"
 #include "ui/preferences/PreferencesWindow.h"
 #include "ui/result/ResultWindow.h"
 
@@ -29,6 +30,7 @@
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <csignal>
 
@@ -168,11 +170,13 @@ void VontrelApp::createServices()
     ConfigManager *config = ConfigManager::instance();
 
     m_captureService = std::make_unique<CaptureService>();
-    m_captureService->setScreenSource(
-        [platform = m_platform.get()](QScreen *screen, QObject *context, auto done) {
-            platform->grabScreen(screen, context,
-                                 [done](const ScreenGrab &grab) { done(grab.image, grab.error); });
+    m_captureService->setScreenSource([this](QScreen *screen, QObject *context, auto done) {
+        m_screenshotAwaited = true;
+        m_platform->grabScreen(screen, context, [this, done](const ScreenGrab &grab) {
+            m_screenshotAwaited = false;
+            done(grab.image, grab.error);
         });
+    });
     m_clipboardService = std::make_unique<ClipboardService>();
     m_hotkeyManager = m_hotkeyBackendForTesting
                           ? std::make_unique<HotkeyManager>(std::move(m_hotkeyBackendForTesting))
@@ -213,6 +217,10 @@ void VontrelApp::start()
                                                   m_notifier, m_platform->hasSystemSettingsPanes());
     const bool hotkeysOk = m_hotkeys->registerAtStart();
     createTray();
+    showHotkeyStatus();
+    connect(m_hotkeys.get(), &HotkeyRegistrar::offReasonChanged, this, &VontrelApp::showHotkeyStatus);
+    connect(m_platform.get(), &Platform::notice, m_notifier,
+            [this](const QString &title, const QString &text) { m_notifier->balloon(title, text, 10000); });
 
     ConfigManager *config = ConfigManager::instance();
     connect(config, &ConfigManager::configChanged, this,
@@ -234,9 +242,13 @@ void VontrelApp::start()
             7000);
     }
 
-    connect(m_hotkeyManager.get(), &HotkeyManager::hotkeyTriggered, this, [](int hotkeyId) {
+    connect(m_hotkeyManager.get(), &HotkeyManager::hotkeyTriggered, this, [this](int hotkeyId) {
         qCInfo(lcApp).noquote() << "Hotkey triggered signal:" << hotkeyId;
         appendDebugLog(QStringLiteral("Hotkey triggered id=%1").arg(hotkeyId));
+        // The session took the press already; a capture it could not start because a screenshot is still
+        // awaited is told here.
+        if (hotkeyId == HotkeyManager::CaptureHotkey && m_screenshotAwaited)
+            startAction(hotkeyId, 0);
     });
     connect(m_sessionController.get(), &SessionController::error, this, &VontrelApp::onSessionError);
     // A desktop portal answers the binding later, and may refuse it or lack the interface; each reason is
@@ -245,7 +257,7 @@ void VontrelApp::start()
         if (m_toldHotkeyFailures.contains(error))
             return;
         m_toldHotkeyFailures.insert(error);
-        m_notifier->balloon(QObject::tr("Global Hotkeys Unavailable"), error, 10000);
+        m_notifier->balloon(QObject::tr("Global Hotkeys Unavailable"), hotkeysOffText(), 10000);
     });
     connect(m_sessionController.get(), &SessionController::permissionMissing, this,
             [this](SessionController::Permission permission) {
@@ -269,29 +281,98 @@ void VontrelApp::createTray()
             &TrayMenu::retranslate);
 
     // Queued, so the menu has closed before a capture overlay or a dialog opens.
-    SessionController *controller = m_sessionController.get();
     connect(
-        m_tray.get(), &TrayMenu::captureRequested, controller,
-        [controller] { controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey); }, Qt::QueuedConnection);
+        m_tray.get(), &TrayMenu::captureRequested, this,
+        [this] { startAction(HotkeyManager::CaptureHotkey, 0); }, Qt::QueuedConnection);
     connect(
-        m_tray.get(), &TrayMenu::clipboardTextRequested, controller,
-        [controller] { controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey); },
-        Qt::QueuedConnection);
+        m_tray.get(), &TrayMenu::clipboardTextRequested, this,
+        [this] { startAction(HotkeyManager::ClipboardTextHotkey, 0); }, Qt::QueuedConnection);
 
     m_updatePrompt = new UpdatePrompt(m_notifier, this);
     connect(m_tray.get(), &TrayMenu::updateCheckRequested, m_updatePrompt, &UpdatePrompt::check);
     connect(m_updatePrompt, &UpdatePrompt::checkingChanged, m_tray.get(), &TrayMenu::setChecking);
-    connect(m_tray.get(), &TrayMenu::preferencesRequested, this, [this] {
-        m_preferencesWindow->show();
-        m_preferencesWindow->raise();
-        m_preferencesWindow->activateWindow();
-    });
+    connect(m_tray.get(), &TrayMenu::preferencesRequested, this, [this] { showPreferences(0); });
+}
+
+void VontrelApp::showPreferences(quint64 timestamp)
+{
+    m_preferencesWindow->show();
+    m_preferencesWindow->raise();
+    m_preferencesWindow->activateWindow();
+    if (timestamp)
+        m_platform->activateWindow(m_preferencesWindow->windowHandle(), timestamp);
+}
+
+void VontrelApp::startAction(int hotkeyId, quint64 timestamp)
+{
+    if (hotkeyId == HotkeyManager::CaptureHotkey && m_screenshotAwaited) {
+        m_notifier->balloon(
+            QObject::tr("Screenshot Pending"),
+            QObject::tr("The capture asked for earlier is still waiting for the desktop's "
+                        "screenshot. If the desktop asks whether to allow screenshots, answer "
+                        "it: the capture goes on as soon as the screenshot arrives."),
+            7000);
+        return;
+    }
+    m_sessionController->onHotkeyTriggered(hotkeyId, timestamp);
+}
+
+void VontrelApp::handleRequest(const InstanceRequest &request)
+{
+    // Under focus-stealing prevention only the desktop's token for this launch lets the window the action
+    // opens take the focus: Qt hands the compositor the token in this variable at the next activation.
+    if (!request.activationToken.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", request.activationToken);
+    const quint64 time = InstanceRequest::startupTime(request.startupId);
+    switch (request.action) {
+    case InstanceRequest::Capture:
+        qCInfo(lcApp).noquote() << "Capture asked for by a later start";
+        startAction(HotkeyManager::CaptureHotkey, time);
+        break;
+    case InstanceRequest::Selection:
+        qCInfo(lcApp).noquote() << "Selected-text translation asked for by a later start";
+        startAction(HotkeyManager::ClipboardTextHotkey, time);
+        break;
+    case InstanceRequest::ShowPreferences:
+        showPreferences(time);
+        break;
+    }
+}
+
+QString VontrelApp::hotkeysOffText() const
+{
+    const QString reason = m_hotkeys ? m_hotkeys->offReason() : QString();
+    if (reason.isEmpty())
+        return {};
+    QString text = QObject::tr("Global hotkeys are off: %1").arg(reason);
+#if defined(Q_OS_UNIX) && !defined(Q_OS_MACOS)
+    text += QStringLiteral("\n\n") +
+            HotkeyRegistrar::desktopShortcutAdvice(qEnvironmentVariable("XDG_CURRENT_DESKTOP"));
+    if (!m_notifier->trayShown())
+        text += QStringLiteral("\n\n") +
+                QObject::tr("This desktop shows no tray icon: start Vontrel again, or open it from the "
+                            "applications menu, to reach its Preferences.");
+#endif
+    return text;
+}
+
+void VontrelApp::showHotkeyStatus()
+{
+    const QString reason = m_hotkeys->offReason();
+    m_tray->setHotkeysOff(reason);
+    m_preferencesWindow->hotkeysPage()->setHotkeysOff(hotkeysOffText());
 }
 
 int vontrelMain(int argc, char *argv[], CommandLineAction action)
 {
     // A provider that closes its connection early must not end the program.
     std::signal(SIGPIPE, SIG_IGN);
+
+    // Taken before Qt starts: its X11 plugin consumes the startup id of this launch.
+    const InstanceRequest request = InstanceRequest::fromEnvironment(
+        action == CommandLineAction::Capture     ? InstanceRequest::Capture
+        : action == CommandLineAction::Selection ? InstanceRequest::Selection
+                                                 : InstanceRequest::ShowPreferences);
 
     vontrelGuardPlatformStart();
     QApplication app(argc, argv);
@@ -307,16 +388,16 @@ int vontrelMain(int argc, char *argv[], CommandLineAction action)
     QApplication::setQuitOnLastWindowClosed(false);
 
     SingleInstance instance;
-    if (!instance.claim())
+    if (!instance.claim(request))
         return instance.reportHandOver();
 
     VontrelApp vontrel;
     vontrel.setCommandLineAction(action);
     // Connected before start(), whose dialogs keep the event loop (and so the instance's socket) running.
-    QObject::connect(&instance, &SingleInstance::activationRequested, &vontrel, [&vontrel] {
-        if (QAction *preferences = vontrel.preferencesAction())
-            preferences->trigger();
-    });
+    QObject::connect(&instance, &SingleInstance::requested, &vontrel, &VontrelApp::handleRequest);
     vontrel.start();
+    // A first start asked for an action runs it once it is up, from the event loop like a hotkey's.
+    if (request.action != InstanceRequest::ShowPreferences)
+        QTimer::singleShot(0, &vontrel, [&vontrel, request] { vontrel.handleRequest(request); });
     return QApplication::exec();
 }

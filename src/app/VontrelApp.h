@@ -26,6 +26,7 @@ class QSystemTrayIcon;
 class SessionController;
 class TrayMenu;
 class UpdatePrompt;
+struct InstanceRequest;
 
 // The composition root: runs the start-up and owns everything it creates (the services, the session
 // controller, the tray, the Preferences window) and wires them together. Tests construct it with dialogs
@@ -67,7 +68,13 @@ public:
     QKeySequence lastWorkingCaptureHotkey() const;
     QKeySequence lastWorkingClipboardTextHotkey() const;
 
+    // The full text that says the hotkeys are off, why, and what to do instead; empty while they work.
+    QString hotkeysOffText() const;
+
 public slots:
+    // A later start's request (from the command line or a desktop shortcut): show the Preferences or start
+    // an action as its hotkey would, with the desktop's activation token for the window it opens.
+    void handleRequest(const InstanceRequest &request);
     void onHotkeyEditingChanged(bool editing);
     void onHotkeysChanged(const QKeySequence &capture, const QKeySequence &clipboardText);
     void onSessionError(const QString &message);
@@ -76,12 +83,18 @@ private:
     void completeConfiguration();
     void createServices();
     void createTray();
+    void showPreferences(quint64 timestamp);
+    // Starts an action as its hotkey does; a capture asked for while a screenshot is still awaited is
+    // not dropped silently.
+    void startAction(int hotkeyId, quint64 timestamp);
+    void showHotkeyStatus();
 
     Notifier *m_notifier = nullptr;
     UpdatePrompt *m_updatePrompt = nullptr;
     std::unique_ptr<IHotkeyBackend> m_hotkeyBackendForTesting;
     CommandLineAction m_commandLineAction = CommandLineAction::None;
     QSet<QString> m_toldHotkeyFailures;
+    bool m_screenshotAwaited = false;
     std::unique_ptr<Platform> m_platform;
 
     // Declared in the order of creation, so they are destroyed in reverse: the controller before the services

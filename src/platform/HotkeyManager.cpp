@@ -27,6 +27,13 @@ HotkeyManager::HotkeyManager(std::unique_ptr<IHotkeyBackend> backend, QObject *p
             emit hotkeyTriggered(hotkeyId, timestamp);
         },
         Qt::QueuedConnection);
+    connect(m_backend.get(), &IHotkeyBackend::bindingConfirmed, this, [this] {
+        if (!m_registered)
+            return;
+        m_awaitingAnswer = false;
+        qCInfo(lcPlatform).noquote() << logPrefix() << "the system granted the hotkeys";
+        emit registrationConfirmed();
+    });
     connect(m_backend.get(), &IHotkeyBackend::bindingRefused, this, [this](const QString &error) {
         qCWarning(lcPlatform).noquote() << logPrefix() << "registerHotkeys failed:" << error;
         teardown();
@@ -73,6 +80,7 @@ void HotkeyManager::teardown()
         m_handlerInstalled = false;
     }
     m_registered = false;
+    m_awaitingAnswer = false;
 }
 
 void HotkeyManager::unregisterHotkeys()
@@ -178,7 +186,10 @@ bool HotkeyManager::registerHotkeys(const QKeySequence &capture, const QKeySeque
     }
 
     m_registered = true;
+    m_awaitingAnswer = m_backend->answersLater();
     m_backend->commit();
-    qCInfo(lcPlatform).noquote() << prefix << "registerHotkeys ok";
+    qCInfo(lcPlatform).noquote() << prefix
+                                 << (m_awaitingAnswer ? "registerHotkeys sent; the system answers later"
+                                                      : "registerHotkeys ok");
     return true;
 }

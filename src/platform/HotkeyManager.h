@@ -36,6 +36,9 @@ public:
     // Releases everything; keeps lastError(). Safe when nothing is registered.
     void unregisterHotkeys();
     bool isRegistered() const { return m_registered; }
+    // True after a registration the backend has sent but the system has not answered yet (a desktop portal);
+    // registrationConfirmed() or registrationFailed() follows.
+    bool isAwaitingAnswer() const { return m_awaitingAnswer; }
     // Message of the last failed registration; null after a success.
     QString lastError() const { return m_lastError; }
 
@@ -48,6 +51,8 @@ signals:
     // A binding the backend had accepted was refused later (an asynchronous backend); nothing is registered
     // any more.
     void registrationFailed(const QString &error);
+    // The system granted a registration that was awaiting its answer.
+    void registrationConfirmed();
 
 private:
     void teardown();
@@ -57,5 +62,6 @@ private:
     std::array<bool, 3> m_slots{}; // one per HotkeyId, index = id - 1
     bool m_handlerInstalled = false;
     bool m_registered = false;
+    bool m_awaitingAnswer = false;
     QString m_lastError;
 };

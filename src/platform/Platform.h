@@ -42,12 +42,17 @@ public:
     // Called once after every hotkey of a registration was accepted. Backends whose binding is a single
     // request answered later (a desktop portal) send it here and report a refusal through bindingRefused().
     virtual void commit() {}
+    // True when commit() only sends the binding, and the answer arrives later as bindingConfirmed() or
+    // bindingRefused().
+    virtual bool answersLater() const { return false; }
 
 signals:
     // One press of the hotkey registered under the id, possibly from inside a native callback.
     // `timestamp` is the system's time of the key event (X11 server time; 0 where there is none), which
     // focus-stealing prevention wants when the press opens a window.
     void pressed(int id, quint64 timestamp);
+    // An asynchronous binding was granted.
+    void bindingConfirmed();
     // An asynchronous binding was refused or lost after registerHotkey() had accepted it.
     void bindingRefused(const QString &error);
 };
@@ -171,6 +176,11 @@ public:
     // keeps the clip in step with later resizes; a no-op where a clip would cut the border jaggedly. Does
     // nothing while the window has no native handle. Calling it again applies the new radius.
     virtual void roundWindowCorners(QWindow *window, int radius) = 0;
+
+signals:
+    // Something the user should know now while an action waits on the system (a permission dialog the
+    // desktop shows), for a notice; not an error.
+    void notice(const QString &title, const QString &text);
 
 protected:
     using QObject::QObject;

@@ -9,11 +9,16 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <atomic>
+#include <thread>
 
 const QString vontrelPath = TestEnv::binaryDir() + QStringLiteral("/src/vontrel");
 
@@ -102,8 +107,40 @@ private slots:
         QCOMPARE(QString::fromLocal8Bit(vontrel.readAllStandardError()), stderrText);
     }
 
-    void secondStartShowsTheFirst()
+    void secondStartHandsItsRequestOver_data()
     {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("activationToken");
+        QTest::addColumn<QByteArray>("startupId");
+        QTest::addColumn<int>("action");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("plain start") << QStringList() << QByteArray() << QByteArray()
+                                     << int(InstanceRequest::ShowPreferences)
+                                     << QStringLiteral("its Preferences window has been opened.");
+        // Tokens are the desktop's to choose; a space or a line break must not end them early.
+        QTest::newRow("wayland token") << QStringList() << QByteArray("gnome-shell/ab cd\n%ef")
+                                       << QByteArray() << int(InstanceRequest::ShowPreferences)
+                                       << QStringLiteral("its Preferences window has been opened.");
+        QTest::newRow("x11 startup id")
+            << QStringList() << QByteArray() << QByteArray("xfce-launch-42_TIME918273")
+            << int(InstanceRequest::ShowPreferences)
+            << QStringLiteral("its Preferences window has been opened.");
+        // What a desktop shortcut bound to the actions runs.
+        QTest::newRow("capture") << QStringList{QStringLiteral("--capture")} << QByteArray("token-1")
+                                 << QByteArray() << int(InstanceRequest::Capture)
+                                 << QStringLiteral("it has been asked to start a text screenshot.");
+        QTest::newRow("selection") << QStringList{QStringLiteral("--selection")} << QByteArray()
+                                   << QByteArray("sway-launch_TIME918273") << int(InstanceRequest::Selection)
+                                   << QStringLiteral("it has been asked to translate the selected or clipboard "
+                                                     "text.");
+    }
+
+    void secondStartHandsItsRequestOver()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, activationToken);
+        QFETCH(QByteArray, startupId);
+
         // A first instance that died without cleaning up leaves its lock and socket behind.
         QProcess crashed;
         crashed.start(vontrelPath, {});
@@ -114,16 +151,91 @@ private slots:
 
         SingleInstance first;
         QVERIFY(first.claim());
-        QSignalSpy activation(&first, &SingleInstance::activationRequested);
+        QList<InstanceRequest> requests;
+        connect(&first, &SingleInstance::requested, this,
+                [&requests](const InstanceRequest &request) { requests << request; });
 
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove(QStringLiteral("XDG_ACTIVATION_TOKEN"));
+        env.remove(QStringLiteral("DESKTOP_STARTUP_ID"));
+        if (!activationToken.isEmpty())
+            env.insert(QStringLiteral("XDG_ACTIVATION_TOKEN"), QString::fromUtf8(activationToken));
+        if (!startupId.isEmpty())
+            env.insert(QStringLiteral("DESKTOP_STARTUP_ID"), QString::fromUtf8(startupId));
         QProcess second;
-        second.start(vontrelPath, {});
-        QTRY_COMPARE_WITH_TIMEOUT(activation.count(), 1, 30000);
+        second.setProcessEnvironment(env);
+        second.start(vontrelPath, arguments);
+        QTRY_COMPARE_WITH_TIMEOUT(requests.size(), 1, 30000);
         // It may have ended while the spy waited, and then there is nothing left to wait for.
         QTRY_COMPARE_WITH_TIMEOUT(second.state(), QProcess::NotRunning, 10000);
         QCOMPARE(second.exitCode(), 0);
+        QFETCH(QString, said);
         QCOMPARE(QString::fromLocal8Bit(second.readAllStandardOutput()),
-                 QStringLiteral("Vontrel is already running; its Preferences window has been opened.\n"));
+                 QStringLiteral("Vontrel is already running; %1\n").arg(said));
+        QFETCH(int, action);
+        QCOMPARE(int(requests.at(0).action), action);
+        QCOMPARE(requests.at(0).activationToken, activationToken);
+        QCOMPARE(requests.at(0).startupId, startupId);
+        QCOMPARE(InstanceRequest::startupTime(requests.at(0).startupId), startupId.isEmpty() ? 0 : 918273);
+    }
+
+    // Whoever else may connect to the socket (it is the user's own) gets no more than a short line read, for
+    // a short while; the instance keeps answering real requests.
+    void socketReadsOneShortRequest()
+    {
+        SingleInstance first;
+        QVERIFY(first.claim());
+        first.setIdleLimit(std::chrono::milliseconds(300));
+        QList<InstanceRequest> requests;
+        connect(&first, &SingleInstance::requested, this,
+                [&requests](const InstanceRequest &request) { requests << request; });
+
+        // Sends `bytes` (repeated until `total` is written or the instance hangs up) from a thread of its
+        // own, since the instance answers from this thread's event loop; gives how much went out and whether
+        // the connection was dropped.
+        const auto send = [](const QByteArray &bytes, qint64 total,
+                             bool waitForHangUp) -> std::pair<qint64, bool> {
+            qint64 written = 0;
+            bool dropped = false;
+            std::atomic<bool> finished = false;
+            std::thread client([&] {
+                QLocalSocket socket;
+                socket.connectToServer(SingleInstance::socketPath());
+                if (socket.waitForConnected(10000)) {
+                    while (written < total && socket.state() == QLocalSocket::ConnectedState) {
+                        const qint64 n = socket.write(bytes.left(total - written));
+                        if (n < 0 || !socket.waitForBytesWritten(10000))
+                            break;
+                        written += n;
+                    }
+                    if (waitForHangUp && socket.state() == QLocalSocket::ConnectedState)
+                        socket.waitForDisconnected(30000);
+                    dropped = socket.state() != QLocalSocket::ConnectedState;
+                }
+                finished = true;
+            });
+            if (!QTest::qWaitFor([&finished] { return bool(finished); }, 120000))
+                qWarning("the client thread is still sending");
+            client.join();
+            return std::pair(written, dropped);
+        };
+
+        // 300 MiB without a line break: dropped after the first few KiB, long before the end.
+        const QByteArray chunk(1 << 20, 'x');
+        const auto [flooded, floodDropped] = send(chunk, 300LL << 20, false);
+        QVERIFY(floodDropped);
+        QVERIFY2(flooded < (64LL << 20), qPrintable(QString::number(flooded)));
+
+        // A request that never ends its line, and a line that is no request.
+        QVERIFY(send("capture", 7, true).second);
+        QVERIFY(send("rm -rf ~\n", 9, true).second);
+        QVERIFY(requests.isEmpty());
+
+        // Fields a later version may add do not spoil the request.
+        send("selection startup-id=x_TIME7 colour=blue\n", 42, true);
+        QTRY_COMPARE(requests.size(), 1);
+        QCOMPARE(requests.at(0).action, InstanceRequest::Selection);
+        QCOMPARE(requests.at(0).startupId, QByteArray("x_TIME7"));
     }
 
     void settingsNoticeIsShownAndLogIsPrivate()

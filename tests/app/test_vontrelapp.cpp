@@ -5,6 +5,8 @@
 #include "app/VontrelApp.h"
 #include "config/ConfigManager.h"
 #include "platform/HotkeyManager.h"
+#include "ui/preferences/HotkeysPage.h"
+#include "ui/preferences/PreferencesWindow.h"
 #include "update/UpdateChecker.h"
 
 #include <QAction>
@@ -101,8 +103,15 @@ private slots:
                  QStringList(QStringLiteral("Hotkey Registration Failed\nGlobal hotkeys are "
                                             "not active. See debug log:\n%1")
                                  .arg(debugLogPath())));
-        // The last working pair starts as the pair tried, and the menu shows it.
-        QCOMPARE(app->clipboardTextAction()->shortcut(), kCtrlAltY);
+        // The pair tried stays on the Hotkeys page to be changed; the menu and the page say the hotkeys are
+        // off and why, rather than show keys that do nothing.
+        QCOMPARE(app->preferencesWindow()->hotkeysPage()->clipboardTextHotkey(), kCtrlAltY);
+        QVERIFY(app->clipboardTextAction()->shortcut().isEmpty());
+        QVERIFY(app->trayMenu()->actions().first()->isVisible());
+        QCOMPARE(app->trayMenu()->actions().first()->text(),
+                 QStringLiteral("Hotkeys off: Ctrl+Alt+Y is held by another program"));
+        QVERIFY(app->preferencesWindow()->hotkeysPage()->hotkeysOffText().startsWith(
+            QStringLiteral("Global hotkeys are off: Ctrl+Alt+Y is held by another program\n\n")));
     }
 
     void hotkeyEditingQueuesChanges()
@@ -139,7 +148,9 @@ private slots:
                  QStringList(QStringLiteral("Hotkey Registration Failed\nFailed to register the new hotkeys. "
                                             "Reverted to the previous working hotkeys.")));
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
-        QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
+        // The working pair failed to come back as well (the fake refuses the capture id whatever its keys).
+        QVERIFY(app->captureAction()->shortcut().isEmpty());
+        QVERIFY(!app->hotkeysOffText().isEmpty());
 
         // A failure after editing says why and takes the working pair back, rather than leaving none.
         m_hotkeys->registerStatus.clear();
@@ -155,6 +166,10 @@ private slots:
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::CaptureHotkey).key, Qt::Key_1);
         QCOMPARE(m_hotkeys->grabbed.value(HotkeyManager::ClipboardTextHotkey).key, Qt::Key_2);
         QCOMPARE(ConfigManager::instance()->captureHotkey(), kMetaShift1);
+        // Working again, the menu shows them again.
+        QCOMPARE(app->captureAction()->shortcut(), kMetaShift1);
+        QVERIFY(!app->trayMenu()->actions().first()->isVisible());
+        QVERIFY(app->preferencesWindow()->hotkeysPage()->hotkeysOffText().isEmpty());
     }
 
     // A left click opens the menu a right click opens; a double click adds no second one.

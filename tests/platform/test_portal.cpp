@@ -32,15 +32,21 @@ class TestPortal : public QObject
 private slots:
     void initTestCase();
     void bindActivateRebind();
+    void refusedBindDeliversNothing_data();
     void refusedBindDeliversNothing();
+    void requestsComeAfterTheAppId();
     void missingInterfacesAreNamed();
     void screenshotReadsTheReturnedFile();
+    void screenshotRefusals_data();
+    void screenshotRefusals();
+    void lateScreenshotIsAnnouncedAndUsed();
     void screenPartAndRatio_data();
     void screenPartAndRatio();
 };
 
 void TestPortal::initTestCase()
 {
+    QGuiApplication::setDesktopFileName(QStringLiteral("app.vontrel.Vontrel"));
     QVERIFY2(!kBus.isEmpty(), "run-test.sh starts a private bus for tests labelled dbus");
     QVERIFY(QDBusConnection::sessionBus().isConnected());
 }
@@ -110,19 +116,34 @@ void TestPortal::bindActivateRebind()
     QTRY_VERIFY(portal.openSessions().isEmpty());
 }
 
+void TestPortal::refusedBindDeliversNothing_data()
+{
+    QTest::addColumn<bool>("bindsNothing");
+    QTest::newRow("dialog dismissed") << false;
+    // Plasma 5.27 answers success with an empty list: as good as a refusal.
+    QTest::newRow("success, nothing bound") << true;
+}
+
 void TestPortal::refusedBindDeliversNothing()
 {
+    QFETCH(bool, bindsNothing);
     FakePortal portal(kBus);
-    portal.setBindResponse(1);
+    portal.setBindResponse(bindsNothing ? 0 : 1);
+    portal.setBindsNothing(bindsNothing);
     PortalGlobalShortcuts shortcuts(QDBusConnection::sessionBus());
     QSignalSpy refused(&shortcuts, &PortalGlobalShortcuts::refused);
+    QSignalSpy nothing(&shortcuts, &PortalGlobalShortcuts::boundNothing);
     QSignalSpy bound(&shortcuts, &PortalGlobalShortcuts::bound);
     QSignalSpy activated(&shortcuts, &PortalGlobalShortcuts::activated);
 
     shortcuts.bind(
         pair(QKeySequence(QStringLiteral("Meta+Shift+1")), QKeySequence(QStringLiteral("Meta+Shift+2"))));
-    QVERIFY(refused.wait());
+    QVERIFY((bindsNothing ? nothing : refused).wait());
+    QVERIFY((bindsNothing ? refused : nothing).isEmpty());
     QVERIFY(!shortcuts.isBound());
+    // A session that binds nothing is not kept open.
+    if (bindsNothing)
+        QTRY_VERIFY(portal.openSessions().isEmpty());
     portal.activate(QStringLiteral("capture"), 1);
     QTest::qWait(200);
     QVERIFY(activated.isEmpty());
@@ -130,9 +151,34 @@ void TestPortal::refusedBindDeliversNothing()
 
     // Asking again (the user changed the keys after refusing) shows the dialog again and may succeed.
     portal.setBindResponse(0);
+    portal.setBindsNothing(false);
     shortcuts.bind(
         pair(QKeySequence(QStringLiteral("Meta+Shift+1")), QKeySequence(QStringLiteral("Meta+Shift+2"))));
     QVERIFY(bound.wait());
+}
+
+void TestPortal::requestsComeAfterTheAppId()
+{
+    // A connection of its own, so this is its first request whatever ran before.
+    const QString name = QStringLiteral("vontrel-fresh-connection");
+    {
+        QDBusConnection fresh = QDBusConnection::connectToBus(kBus, name);
+        FakePortal portal(kBus);
+        PortalGlobalShortcuts shortcuts(fresh);
+        QSignalSpy bound(&shortcuts, &PortalGlobalShortcuts::bound);
+        shortcuts.bind(pair(QKeySequence(QStringLiteral("Meta+Shift+1")), QKeySequence()));
+        QVERIFY(bound.wait());
+        PortalScreenshot screenshot(fresh);
+        QSignalSpy taken(&screenshot, &PortalScreenshot::taken);
+        portal.setScreenshot(QImage(8, 8, QImage::Format_RGB32));
+        screenshot.take();
+        QVERIFY(taken.wait());
+        // Once per connection, before anything else: the portal files what follows under that id.
+        QCOMPARE(portal.calls().mid(0, 2), QStringList({QStringLiteral("Register app.vontrel.Vontrel"),
+                                                        QStringLiteral("CreateSession")}));
+        QCOMPARE(portal.calls().filter(QStringLiteral("Register")).size(), 1);
+    }
+    QDBusConnection::disconnectFromBus(name);
 }
 
 void TestPortal::missingInterfacesAreNamed()
@@ -178,14 +224,9 @@ void TestPortal::screenshotReadsTheReturnedFile()
     QCOMPARE(portal.screenshotCount(), 1);
     QCOMPARE(portal.lastScreenshotOptions().value(QStringLiteral("interactive")).toBool(), false);
     QCOMPARE(taken.at(0).at(0).value<QImage>().convertToFormat(QImage::Format_RGB32), desktop);
-    // The portal's file may be the user's own copy: it stays.
-    QVERIFY(QFile::exists(portal.lastScreenshotFile()));
-
-    portal.setScreenshotResponse(1);
-    screenshot.take();
-    QVERIFY(failed.wait());
-    QCOMPARE(taken.size(), 1);
-    QVERIFY(!screenshot.isBusy());
+    // The portal made the file for this request alone, and it shows the whole screen: gone once read.
+    QVERIFY(!portal.lastScreenshotFile().isEmpty());
+    QVERIFY(!QFile::exists(portal.lastScreenshotFile()));
 
     // A hung portal ends the capture instead of holding it for good, and its request is closed.
     PortalScreenshot impatient(QDBusConnection::sessionBus(), nullptr, std::chrono::milliseconds(300));
@@ -196,6 +237,78 @@ void TestPortal::screenshotReadsTheReturnedFile()
     QVERIFY(hung.at(0).at(0).toString().contains(QStringLiteral("no answer")));
     QVERIFY(!impatient.isBusy());
     QTRY_COMPARE(portal.closedRequests().size(), 1);
+}
+
+void TestPortal::screenshotRefusals_data()
+{
+    QTest::addColumn<uint>("response");
+    QTest::addColumn<QStringList>("stored"); // application id, permission; ...
+    QTest::addColumn<QString>("outcome");    // "taken", "failed", "refused", "remembered:<id>"
+
+    QTest::newRow("dialog dismissed") << 1u << QStringList() << QStringLiteral("refused");
+    QTest::newRow("backend failed, nothing stored") << 2u << QStringList() << QStringLiteral("failed");
+    // Debian 12's portal files every unsandboxed application under the empty id.
+    QTest::newRow("denial kept for all host apps")
+        << 0u << QStringList({QString(), QStringLiteral("no")}) << QStringLiteral("remembered:");
+    QTest::newRow("denial kept for this app")
+        << 0u << QStringList({QStringLiteral("app.vontrel.Vontrel"), QStringLiteral("no")})
+        << QStringLiteral("remembered:app.vontrel.Vontrel");
+    QTest::newRow("this app allowed despite an old denial")
+        << 0u
+        << QStringList({QString(), QStringLiteral("no"), QStringLiteral("app.vontrel.Vontrel"),
+                        QStringLiteral("yes")})
+        << QStringLiteral("taken");
+}
+
+void TestPortal::screenshotRefusals()
+{
+    QFETCH(uint, response);
+    QFETCH(QStringList, stored);
+    QFETCH(QString, outcome);
+    FakePortal portal(kBus);
+    portal.setScreenshot(QImage(8, 8, QImage::Format_RGB32));
+    portal.setScreenshotResponse(response);
+    for (qsizetype i = 0; i + 1 < stored.size(); i += 2)
+        portal.setStoredScreenshotPermission(stored.at(i), stored.at(i + 1));
+
+    PortalScreenshot screenshot(QDBusConnection::sessionBus());
+    QSignalSpy taken(&screenshot, &PortalScreenshot::taken);
+    QSignalSpy refused(&screenshot, &PortalScreenshot::refused);
+    QSignalSpy failed(&screenshot, &PortalScreenshot::failed);
+    screenshot.take();
+    QTRY_COMPARE(taken.size() + refused.size() + failed.size(), 1);
+    QVERIFY(!screenshot.isBusy());
+    if (outcome == QLatin1String("taken")) {
+        QCOMPARE(taken.size(), 1);
+    } else if (outcome == QLatin1String("failed")) {
+        QCOMPARE(failed.at(0).at(0).toString(), QStringLiteral("Screenshot answered 2"));
+    } else {
+        QCOMPARE(refused.size(), 1);
+        const bool remembered = outcome.startsWith(QLatin1String("remembered:"));
+        QCOMPARE(refused.at(0).at(0).toBool(), remembered);
+        if (remembered)
+            QCOMPARE(refused.at(0).at(1).toString(), outcome.section(QLatin1Char(':'), 1));
+    }
+}
+
+void TestPortal::lateScreenshotIsAnnouncedAndUsed()
+{
+    FakePortal portal(kBus);
+    QImage desktop(16, 16, QImage::Format_RGB32);
+    desktop.fill(Qt::red);
+    portal.setScreenshot(desktop);
+    // The user reads the permission dialog for a while before answering.
+    portal.setScreenshotDelay(1500);
+    PortalScreenshot screenshot(QDBusConnection::sessionBus(), nullptr, std::chrono::seconds(60),
+                                std::chrono::milliseconds(100));
+    QSignalSpy waiting(&screenshot, &PortalScreenshot::waiting);
+    QSignalSpy taken(&screenshot, &PortalScreenshot::taken);
+    screenshot.take();
+    QVERIFY(waiting.wait());
+    QVERIFY(taken.isEmpty());
+    QVERIFY(taken.wait(30000));
+    QCOMPARE(waiting.size(), 1);
+    QCOMPARE(taken.at(0).at(0).value<QImage>().pixelColor(0, 0), QColor(Qt::red));
 }
 
 void TestPortal::screenPartAndRatio_data()

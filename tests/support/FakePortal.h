@@ -1,8 +1,11 @@
 #pragma once
 
 // A desktop portal of our own on a private session bus: the GlobalShortcuts and Screenshot interfaces as far
-// as Vontrel uses them, with scripted answers and a record of every call. Each Response goes out before the
-// method's reply, as a fast portal may send it, so a client that subscribes late misses it.
+// as Vontrel uses them, the host application registry and the permission store's screenshot table, with
+// scripted answers and a record of every call. Each Response goes out before the method's reply, as a fast
+// portal may send it, so a client that subscribes late misses it; a delayed one comes when the delay is over.
+// It plays what a real portal seldom shows on demand: a refusal, a denial the store keeps, a bind that
+// succeeds with nothing bound, an answer that comes late.
 
 #include <QDBusConnection>
 #include <QDBusVirtualObject>
@@ -34,6 +37,17 @@ public:
     // returns the handle and then hangs).
     static constexpr uint NoAnswer = ~0u;
     void setBindResponse(uint code) { m_bindResponse = code; }
+    // Answers BindShortcuts with success and no shortcuts, as Plasma 5.27 does.
+    void setBindsNothing(bool nothing) { m_bindsNothing = nothing; }
+    // The screenshot Response comes this long after the call (a user reading the permission dialog).
+    void setScreenshotDelay(int msecs) { m_screenshotDelay = msecs; }
+    // What the permission store keeps in the screenshot table ("yes" or "no", by application id; the empty id
+    // is every unsandboxed application's). A kept "no" makes Screenshot answer 2 at once, as the real
+    // portal does.
+    void setStoredScreenshotPermission(const QString &appId, const QString &permission)
+    {
+        m_storedPermissions.insert(appId, {permission});
+    }
     void setScreenshotResponse(uint code) { m_screenshotResponse = code; }
     // The picture the next screenshots return, as a PNG file the portal writes.
     void setScreenshot(const QImage &image) { m_screenshot = image; }
@@ -53,12 +67,15 @@ public:
     }
     QString lastScreenshotFile() const { return m_lastFile; }
     QStringList closedRequests() const { return m_closedRequests; }
+    // Every call in the order received: "Register app.vontrel.Vontrel", "CreateSession", "Screenshot", ...
+    QStringList calls() const { return m_calls; }
 
     QString introspect(const QString &path) const override;
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override;
 
 private:
-    void respond(const QDBusMessage &call, const QString &token, uint code, const QVariantMap &results);
+    void respond(const QDBusMessage &call, const QString &token, uint code, const QVariantMap &results,
+                 int delayMs = 0);
     QString senderPart(const QDBusMessage &message) const;
 
     QDBusConnection m_bus;
@@ -67,6 +84,10 @@ private:
     bool m_screenshotInterface;
     uint m_bindResponse = 0;
     uint m_screenshotResponse = 0;
+    bool m_bindsNothing = false;
+    int m_screenshotDelay = 0;
+    QMap<QString, QStringList> m_storedPermissions;
+    QStringList m_calls;
     QImage m_screenshot;
     QTemporaryDir m_files;
     QString m_lastFile;

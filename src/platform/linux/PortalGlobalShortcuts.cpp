@@ -205,8 +205,16 @@ void PortalGlobalShortcuts::bindShortcuts(quint64 generation)
                                      : QStringLiteral("BindShortcuts answered %1").arg(response));
                     return;
                 }
+                const QMap<QString, QString> triggers =
+                    triggersOf(results.value(QStringLiteral("shortcuts")));
+                // Some portals answer success and bind nothing (Plasma 5.27 does): no key would ever arrive.
+                if (triggers.isEmpty()) {
+                    closeSession();
+                    emit boundNothing();
+                    return;
+                }
                 m_bound = true;
-                emit bound(triggersOf(results.value(QStringLiteral("shortcuts"))));
+                emit bound(triggers);
             });
 }
 

@@ -15,7 +15,7 @@
 // Global shortcuts through the desktop portal (Wayland sessions, where no client may grab keys). A portal
 // session may bind its shortcuts once only, so every bind() closes the previous session and opens a new
 // one; the portal shows its own confirmation dialog for each. Everything is asynchronous: a bind ends in
-// bound(), refused() or unavailable().
+// bound(), boundNothing(), refused() or unavailable().
 class PortalGlobalShortcuts final : public QObject
 {
     Q_OBJECT
@@ -48,6 +48,8 @@ signals:
     // of what was asked (the user may drop some in the portal's dialog). Sent again when the user changes
     // them later in the desktop's own settings.
     void bound(const QMap<QString, QString> &triggers);
+    // The portal answered success with no shortcut bound; the session is closed.
+    void boundNothing();
     // The user dismissed the portal's dialog, or the portal failed; `reason` is for the log.
     void refused(const QString &reason);
     // The desktop's portal has no GlobalShortcuts interface (or there is no portal at all).

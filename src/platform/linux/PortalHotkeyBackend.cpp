@@ -14,21 +14,28 @@ PortalHotkeyBackend::PortalHotkeyBackend(const QDBusConnection &bus)
             }
         }
     });
-    connect(&m_portal, &PortalGlobalShortcuts::bound, this, [](const QMap<QString, QString> &triggers) {
+    connect(&m_portal, &PortalGlobalShortcuts::bound, this, [this](const QMap<QString, QString> &triggers) {
         for (auto it = triggers.cbegin(); it != triggers.cend(); ++it)
             qInfo().noquote() << "PortalHotkeyBackend: bound" << it.key() << "to" << it.value();
+        emit bindingConfirmed();
+    });
+    connect(&m_portal, &PortalGlobalShortcuts::boundNothing, this, [this] {
+        qWarning().noquote() << "PortalHotkeyBackend: the portal answered success but bound no shortcut";
+        emit bindingRefused(QCoreApplication::translate("PortalHotkeyBackend",
+                                                        "The desktop's shortcuts portal accepted the global "
+                                                        "hotkeys but bound none of them, so they are off."));
     });
     connect(&m_portal, &PortalGlobalShortcuts::refused, this, [this](const QString &reason) {
         qWarning().noquote() << "PortalHotkeyBackend: binding refused:" << reason;
         emit bindingRefused(QCoreApplication::translate(
-            "PortalHotkeyBackend", "The desktop did not grant the global hotkeys. You can still use the tray "
-                                   "menu, or change the hotkeys in Preferences to be asked again."));
+            "PortalHotkeyBackend", "The desktop did not grant the global hotkeys. Change the hotkeys in "
+                                   "Preferences to be asked again."));
     });
     connect(&m_portal, &PortalGlobalShortcuts::unavailable, this, [this](const QString &interfaceName) {
         qWarning().noquote() << "PortalHotkeyBackend: the desktop portal has no" << interfaceName;
         emit bindingRefused(QCoreApplication::translate(
                                 "PortalHotkeyBackend", "This desktop's portal has no %1 interface, so global "
-                                                       "hotkeys are off. Use the tray menu instead.")
+                                                       "hotkeys are off.")
                                 .arg(interfaceName));
     });
 }

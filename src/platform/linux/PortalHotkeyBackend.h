@@ -23,6 +23,7 @@ public:
     int registerHotkey(int id, const HotkeyChord &chord, const QString &what, QString *error) override;
     void unregisterHotkey(int id) override;
     void commit() override;
+    bool answersLater() const override { return true; }
 
     // The shortcut id the portal stores the user's choice under; stable across runs.
     static QString shortcutId(const QString &what);

@@ -4,6 +4,9 @@
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QGuiApplication>
+#include <QMutex>
+#include <QSet>
 #include <QTimer>
 
 namespace XdgPortal {
@@ -30,6 +33,26 @@ QDBusMessage methodCall(const QString &interface, const QString &method, const Q
     return call;
 }
 
+void registerApplication(const QDBusConnection &bus)
+{
+    const QString appId = QGuiApplication::desktopFileName();
+    if (appId.isEmpty() || !bus.isConnected())
+        return;
+    static QMutex mutex;
+    static QSet<QString> registered; // by unique connection name: a new connection registers again
+    {
+        QMutexLocker lock(&mutex);
+        if (registered.contains(bus.baseService()))
+            return;
+        registered.insert(bus.baseService());
+    }
+    // Messages from one connection reach the portal in order, so this arrives before the request it precedes.
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        Service, Path, QStringLiteral("org.freedesktop.host.portal.Registry"), QStringLiteral("Register"));
+    call << appId << QVariantMap();
+    bus.asyncCall(call);
+}
+
 } // namespace XdgPortal
 
 PortalRequest::PortalRequest(const QDBusConnection &bus, QObject *parent)
@@ -40,6 +63,7 @@ PortalRequest::PortalRequest(const QDBusConnection &bus, QObject *parent)
 PortalRequest *PortalRequest::send(const QDBusConnection &bus, const QDBusMessage &call, const QString &token,
                                    std::chrono::milliseconds patience, QObject *parent)
 {
+    XdgPortal::registerApplication(bus);
     auto *request = new PortalRequest(bus, parent);
     request->subscribe(XdgPortal::requestPath(bus, token));
     QTimer::singleShot(patience, request, [request, patience] {

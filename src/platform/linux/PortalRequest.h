@@ -26,6 +26,10 @@ QString newToken();
 QString requestPath(const QDBusConnection &bus, const QString &token);
 // A method call on the portal object.
 QDBusMessage methodCall(const QString &interface, const QString &method, const QVariantList &arguments);
+// Tells the portal which desktop entry this unsandboxed process belongs to (the application's desktop file
+// name), once per connection and before its first request: the portal files permissions and shortcuts under
+// that id. A portal without the registry (before 1.19) takes the id from elsewhere, and the error is ignored.
+void registerApplication(const QDBusConnection &bus);
 
 } // namespace XdgPortal
 

@@ -50,6 +50,35 @@ void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
             PortalScreenshot::screenPart(whole, target->virtualGeometry(), target->geometry());
         finish({part, part.isNull() ? QStringLiteral("The portal's screenshot is empty") : QString()});
     });
+    connect(portal, &PortalScreenshot::waiting, this, [this] {
+        emit notice(
+            QCoreApplication::translate("WaylandPlatform", "Waiting for Screenshot Permission"),
+            QCoreApplication::translate(
+                "WaylandPlatform",
+                "The desktop has not handed over the screenshot yet. If it asks \"Allow Applications to "
+                "Take Screenshots?\", choose Allow: Vontrel needs one screenshot per capture to read the "
+                "text in the rectangle you drag, and keeps no picture."));
+    });
+    connect(portal, &PortalScreenshot::refused, portal, [finish](bool remembered, const QString &storeAppId) {
+        if (!remembered) {
+            finish({{},
+                    QCoreApplication::translate("WaylandPlatform",
+                                                "The desktop did not allow the screenshot.")});
+            return;
+        }
+        finish(
+            {{},
+             QCoreApplication::translate(
+                 "WaylandPlatform",
+                 "The desktop refuses Vontrel's screenshots without asking: someone chose Deny when it asked "
+                 "\"Allow Applications to Take Screenshots?\", and it keeps that answer. To be asked again, "
+                 "run this in a terminal, then capture again:\n%1")
+                 .arg(QStringLiteral("gdbus call --session --dest %1 --object-path %2 --method "
+                                     "%1.DeletePermission %3 %4 '%5'")
+                          .arg(PortalScreenshot::PermissionStoreService,
+                               PortalScreenshot::PermissionStorePath, PortalScreenshot::PermissionTable,
+                               PortalScreenshot::PermissionId, storeAppId))});
+    });
     connect(portal, &PortalScreenshot::failed, portal, [finish](const QString &reason) {
         finish({{}, QStringLiteral("Screenshot portal: %1").arg(reason)});
     });

@@ -97,6 +97,11 @@ void HotkeysPage::setupUI()
     QFrame *settingsCard = card(this, 16, 14, 16, 14, 14);
     auto *cardLayout = static_cast<QVBoxLayout *>(settingsCard->layout());
 
+    m_offLabel = wrappedLabel(settingsCard, "WarningText");
+    m_offLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_offLabel->hide();
+    cardLayout->addWidget(m_offLabel);
+
     m_captureLabel = new QLabel;
     m_captureEdit = new QKeySequenceEdit;
     m_captureEdit->setObjectName(QStringLiteral("CaptureHotkeyEdit"));
@@ -336,4 +341,15 @@ bool HotkeysPage::eventFilter(QObject *watched, QEvent *event)
         }
     }
     return QWidget::eventFilter(watched, event);
+}
+
+void HotkeysPage::setHotkeysOff(const QString &reason)
+{
+    m_offLabel->setText(reason);
+    m_offLabel->setVisible(!reason.isEmpty());
+}
+
+QString HotkeysPage::hotkeysOffText() const
+{
+    return m_offLabel->isHidden() ? QString() : m_offLabel->text();
 }

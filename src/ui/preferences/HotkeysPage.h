@@ -41,6 +41,12 @@ public:
     // The text on the warning line; empty while it is hidden.
     QString warningText() const;
 
+    // Says above the editors that the hotkeys do not work now, and why (`reason` is shown as it is); an empty
+    // reason hides it.
+    void setHotkeysOff(const QString &reason);
+    // The reason shown; empty while the hotkeys work.
+    QString hotkeysOffText() const;
+
 public slots:
     void onHotkeyChanged();
 
@@ -63,6 +69,7 @@ private:
     void onRestoreDefaults();
 
     QLabel *m_titleLabel = nullptr;
+    QLabel *m_offLabel = nullptr;
     QLabel *m_captureLabel = nullptr;
     QKeySequenceEdit *m_captureEdit = nullptr;
     QLabel *m_captureHelp = nullptr;

@@ -1,0 +1,203 @@
+// A desktop without a tray (GNOME without an extension, sway without a bar) whose portal may lack global
+// shortcuts: the fake portal and a notification service of our own share the private bus run-test.sh starts.
+
+#include "FakePortal.h"
+
+#include "app/Notifier.h"
+#include "app/TrayMenu.h"
+#include "app/VontrelApp.h"
+#include "config/ConfigManager.h"
+#include "platform/linux/PortalHotkeyBackend.h"
+#include "ui/preferences/HotkeysPage.h"
+#include "ui/preferences/PreferencesWindow.h"
+#include "update/UpdateChecker.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDir>
+#include <QFileInfo>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+namespace {
+
+const QString kBus = QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS"));
+QStringList g_log;
+
+void recordLog(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    g_log << message;
+}
+
+} // namespace
+
+// The desktop's notification service as far as a client sees it: records each Notify.
+class NotificationRecorder final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Notification
+    {
+        QString appName;
+        QString icon;
+        QString summary;
+        QString body;
+        QVariantMap hints;
+    };
+
+    explicit NotificationRecorder(const QString &address)
+        : m_bus(QDBusConnection::connectToBus(address, QStringLiteral("vontrel-notification-recorder")))
+    {
+        m_running = m_bus.registerObject(QStringLiteral("/org/freedesktop/Notifications"), this,
+                                         QDBusConnection::ExportScriptableSlots) &&
+                    m_bus.registerService(QStringLiteral("org.freedesktop.Notifications"));
+    }
+    ~NotificationRecorder() override
+    {
+        m_bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+        m_bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
+        QDBusConnection::disconnectFromBus(QStringLiteral("vontrel-notification-recorder"));
+    }
+
+    bool isRunning() const { return m_running; }
+    QList<Notification> received() const { return m_received; }
+    QStringList summaries() const
+    {
+        QStringList list;
+        for (const Notification &n : m_received)
+            list << n.summary;
+        return list;
+    }
+
+public slots:
+    Q_SCRIPTABLE uint Notify(const QString &appName, uint, const QString &icon, const QString &summary,
+                             const QString &body, const QStringList &, const QVariantMap &hints, int)
+    {
+        m_received.append({appName, icon, summary, body, hints});
+        return uint(m_received.size());
+    }
+    Q_SCRIPTABLE QStringList GetCapabilities() { return {QStringLiteral("body")}; }
+
+private:
+    QDBusConnection m_bus;
+    bool m_running = false;
+    QList<Notification> m_received;
+};
+
+class TestNoTray : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(!kBus.isEmpty(), "run-test.sh starts a private bus for tests labelled dbus");
+        QApplication::setApplicationName(QStringLiteral("Vontrel"));
+        QApplication::setOrganizationName(QStringLiteral("Vontrel"));
+        QGuiApplication::setDesktopFileName(QStringLiteral("app.vontrel.Vontrel"));
+        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
+        qputenv("XDG_CURRENT_DESKTOP", "sway");
+        QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+    }
+
+    void init()
+    {
+        QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
+        ConfigManager::instance()->resetToDefaults();
+        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+    }
+
+    void hotkeyOutcomeReachesTheUser_data()
+    {
+        QTest::addColumn<bool>("globalShortcuts");
+        QTest::addColumn<bool>("bindsNothing");
+        QTest::addColumn<QString>("reason"); // empty: the hotkeys work
+        QTest::newRow("no shortcuts portal")
+            << false << false
+            << QStringLiteral(
+                   "This desktop's portal has no org.freedesktop.portal.GlobalShortcuts interface, so "
+                   "global hotkeys are off.");
+        QTest::newRow("portal binds nothing")
+            << true << true
+            << QStringLiteral("The desktop's shortcuts portal accepted the global hotkeys but bound none of "
+                              "them, so they are off.");
+        QTest::newRow("granted") << true << false << QString();
+    }
+
+    void hotkeyOutcomeReachesTheUser()
+    {
+        QFETCH(bool, globalShortcuts);
+        QFETCH(bool, bindsNothing);
+        QFETCH(QString, reason);
+        NotificationRecorder notifications(kBus);
+        QVERIFY(notifications.isRunning());
+        FakePortal portal(kBus, globalShortcuts);
+        QVERIFY(portal.isRunning());
+        portal.setBindsNothing(bindsNothing);
+
+        g_log.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(recordLog);
+        VontrelApp app;
+        app.setInteractive(false);
+        app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
+        app.start();
+        const bool answered = QTest::qWaitFor(
+            [&] {
+                return g_log.filter(QStringLiteral("Hotkey registration (startup): ok = false")).size() +
+                           g_log.filter(QStringLiteral("the desktop granted the hotkeys")).size() >
+                       0;
+            },
+            30000);
+        qInstallMessageHandler(previous);
+        QVERIFY2(answered, qPrintable(g_log.join(QLatin1Char('\n'))));
+
+        // Until the portal has answered, the log does not claim the hotkeys work.
+        const QStringList registration = g_log.filter(QStringLiteral("Hotkey registration (startup)"));
+        QCOMPARE(registration.size(), 2);
+        QVERIFY2(registration.at(0).contains(QStringLiteral("ok = awaiting the desktop's answer")),
+                 qPrintable(registration.at(0)));
+        QVERIFY(g_log.filter(QStringLiteral("ok = true")).isEmpty());
+
+        QMenu *menu = app.trayMenu();
+        HotkeysPage *page = app.preferencesWindow()->hotkeysPage();
+        if (reason.isEmpty()) {
+            QVERIFY(!menu->actions().first()->isVisible());
+            QVERIFY(!app.captureAction()->shortcut().isEmpty());
+            QVERIFY(page->hotkeysOffText().isEmpty());
+            QTest::qWait(200);
+            QVERIFY(notifications.received().isEmpty());
+            return;
+        }
+
+        // With no tray to show a balloon, the desktop's notification service says it.
+        QTRY_COMPARE(notifications.summaries(), QStringList{QStringLiteral("Global Hotkeys Unavailable")});
+        const NotificationRecorder::Notification told = notifications.received().first();
+        QCOMPARE(told.appName, QStringLiteral("Vontrel"));
+        QCOMPARE(told.icon, QStringLiteral("app.vontrel.Vontrel"));
+        QCOMPARE(told.hints.value(QStringLiteral("desktop-entry")).toString(),
+                 QStringLiteral("app.vontrel.Vontrel"));
+        QVERIFY2(told.body.startsWith(QStringLiteral("Global hotkeys are off: ") + reason),
+                 qPrintable(told.body));
+        for (const char *expected :
+             {"vontrel --capture", "vontrel --selection", "bindsym $mod+Shift+1 exec", "start Vontrel again"})
+            QVERIFY2(told.body.contains(QLatin1String(expected)), expected);
+        // On sway the advice is sway's alone.
+        QVERIFY(!told.body.contains(QLatin1String("GNOME")));
+
+        QCOMPARE(page->hotkeysOffText(), told.body);
+        QVERIFY(menu->actions().first()->isVisible());
+        // The menu entry is cut to a readable width; its tool tip has the whole reason.
+        QVERIFY(
+            menu->actions().first()->text().startsWith(QStringLiteral("Hotkeys off: ") + reason.left(60)));
+        QCOMPARE(menu->actions().first()->toolTip(), reason);
+        QVERIFY(app.captureAction()->shortcut().isEmpty());
+        QVERIFY(app.clipboardTextAction()->shortcut().isEmpty());
+    }
+};
+
+QTEST_MAIN(TestNoTray)
+#include "test_notray.moc"

@@ -131,8 +131,9 @@ private slots:
                                  << QStringLiteral("it has been asked to start a text screenshot.");
         QTest::newRow("selection") << QStringList{QStringLiteral("--selection")} << QByteArray()
                                    << QByteArray("sway-launch_TIME918273") << int(InstanceRequest::Selection)
-                                   << QStringLiteral("it has been asked to translate the selected or clipboard "
-                                                     "text.");
+                                   << QStringLiteral(
+                                          "it has been asked to translate the selected or clipboard "
+                                          "text.");
     }
 
     void secondStartHandsItsRequestOver()

@@ -396,14 +396,6 @@ Capture screenshots, recognize text, and translate instantly.</source>
 <context>
     <name>PortalHotkeyBackend</name>
     <message>
-        <source>The desktop did not grant the global hotkeys. You can still use the tray menu, or change the hotkeys in Preferences to be asked again.</source>
-        <translation>桌面没有授予全局快捷键。你仍可以使用托盘菜单，或在偏好设置中更改快捷键以再次请求。</translation>
-    </message>
-    <message>
-        <source>This desktop&apos;s portal has no %1 interface, so global hotkeys are off. Use the tray menu instead.</source>
-        <translation>此桌面的门户没有 %1 接口，因此全局快捷键不可用。请改用托盘菜单。</translation>
-    </message>
-    <message>
         <source>The %1 hotkey uses a key the desktop cannot bind.</source>
         <translation>%1 快捷键使用了桌面无法绑定的按键。</translation>
     </message>
@@ -414,6 +406,18 @@ Capture screenshots, recognize text, and translate instantly.</source>
     <message>
         <source>Translate the selected or copied text</source>
         <translation>翻译选中或复制的文字</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s shortcuts portal accepted the global hotkeys but bound none of them, so they are off.</source>
+        <translation>桌面的快捷键门户接受了全局热键，但一个也没有绑定，因此热键已关闭。</translation>
+    </message>
+    <message>
+        <source>The desktop did not grant the global hotkeys. Change the hotkeys in Preferences to be asked again.</source>
+        <translation>桌面未授予全局热键。在偏好设置中更改热键即可再次询问。</translation>
+    </message>
+    <message>
+        <source>This desktop&apos;s portal has no %1 interface, so global hotkeys are off.</source>
+        <translation>此桌面的门户没有 %1 接口，因此全局热键已关闭。</translation>
     </message>
 </context>
 <context>
@@ -564,6 +568,52 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>Global Hotkeys Unavailable</source>
         <translation>全局快捷键不可用</translation>
+    </message>
+    <message>
+        <source>GNOME: Settings &gt; Keyboard &gt; View and Customize Shortcuts &gt; Custom Shortcuts, then + with the command.</source>
+        <translation>GNOME：设置 &gt; 键盘 &gt; 查看及自定义快捷键 &gt; 自定义快捷键，然后点 + 并填入命令。</translation>
+    </message>
+    <message>
+        <source>KDE Plasma: System Settings &gt; Shortcuts &gt; Add New &gt; Command or Script.</source>
+        <translation>KDE Plasma：系统设置 &gt; 快捷键 &gt; 新增 &gt; 命令或脚本。</translation>
+    </message>
+    <message>
+        <source>sway: a line such as &quot;bindsym $mod+Shift+1 exec vontrel --capture&quot; in ~/.config/sway/config.</source>
+        <translation>sway：在 ~/.config/sway/config 中加入一行，例如 &quot;bindsym $mod+Shift+1 exec vontrel --capture&quot;。</translation>
+    </message>
+    <message>
+        <source>Bind these commands to keys in the desktop&apos;s keyboard settings instead:
+  vontrel --capture  (text screenshot)
+  vontrel --selection  (selected or clipboard text)
+%1</source>
+        <translation>请改在桌面的键盘设置中为以下命令绑定按键：
+  vontrel --capture  （文字截图）
+  vontrel --selection  （选中或剪贴板文字）
+%1</translation>
+    </message>
+    <message>
+        <source>Hotkeys off: %1</source>
+        <translation>热键已关闭：%1</translation>
+    </message>
+    <message>
+        <source>Vontrel - hotkeys off</source>
+        <translation>Vontrel - 热键已关闭</translation>
+    </message>
+    <message>
+        <source>Screenshot Pending</source>
+        <translation>截图等待中</translation>
+    </message>
+    <message>
+        <source>The capture asked for earlier is still waiting for the desktop&apos;s screenshot. If the desktop asks whether to allow screenshots, answer it: the capture goes on as soon as the screenshot arrives.</source>
+        <translation>之前请求的截图仍在等待桌面提供。如果桌面询问是否允许截图，请作答：截图一到，截取就会继续。</translation>
+    </message>
+    <message>
+        <source>Global hotkeys are off: %1</source>
+        <translation>全局热键已关闭：%1</translation>
+    </message>
+    <message>
+        <source>This desktop shows no tray icon: start Vontrel again, or open it from the applications menu, to reach its Preferences.</source>
+        <translation>此桌面不显示托盘图标：再次启动 Vontrel，或从应用程序菜单打开它，即可进入偏好设置。</translation>
     </message>
 </context>
 <context>
@@ -818,6 +868,24 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>This desktop&apos;s portal has no %1 interface, so screen capture is off.</source>
         <translation>此桌面的门户没有 %1 接口，因此截屏不可用。</translation>
+    </message>
+    <message>
+        <source>Waiting for Screenshot Permission</source>
+        <translation>正在等待截图权限</translation>
+    </message>
+    <message>
+        <source>The desktop has not handed over the screenshot yet. If it asks &quot;Allow Applications to Take Screenshots?&quot;, choose Allow: Vontrel needs one screenshot per capture to read the text in the rectangle you drag, and keeps no picture.</source>
+        <translation>桌面尚未交出截图。如果它询问 &quot;Allow Applications to Take Screenshots?&quot;，请选择允许：Vontrel 每次截取需要一张截图来读取你框选区域中的文字，且不保留任何图片。</translation>
+    </message>
+    <message>
+        <source>The desktop did not allow the screenshot.</source>
+        <translation>桌面不允许截图。</translation>
+    </message>
+    <message>
+        <source>The desktop refuses Vontrel&apos;s screenshots without asking: someone chose Deny when it asked &quot;Allow Applications to Take Screenshots?&quot;, and it keeps that answer. To be asked again, run this in a terminal, then capture again:
+%1</source>
+        <translation>桌面不经询问就拒绝 Vontrel 截图：有人在它询问 &quot;Allow Applications to Take Screenshots?&quot; 时选择了拒绝，而它记住了这个回答。要让它重新询问，请在终端中运行以下命令，然后再次截取：
+%1</translation>
     </message>
 </context>
 </TS>

@@ -2,6 +2,11 @@
 # rules: `cpack -G DEB` in a build configured with CMAKE_INSTALL_PREFIX=/usr, as `./dev.sh package` does.
 include(GNUInstallDirs)
 
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    # Relocations resolved at start and then read-only, as Debian links its own programs.
+    target_link_options(vontrel PRIVATE -Wl,-z,relro,-z,now)
+    target_link_options(vontrel-cli PRIVATE -Wl,-z,relro,-z,now)
+endif()
 install(TARGETS vontrel vontrel-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES resources/${VONTREL_APP_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES resources/${VONTREL_APP_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
@@ -28,8 +33,16 @@ foreach(page vontrel vontrel-cli)
         VERBATIM)
     list(APPEND _vontrel_man_pages ${_page}.gz)
 endforeach()
-add_custom_target(man_pages ALL DEPENDS ${_vontrel_man_pages})
+# Debian keeps a native package's change log beside its documentation, compressed the same way.
+set(_vontrel_changelog ${CMAKE_BINARY_DIR}/doc/changelog)
+add_custom_command(OUTPUT ${_vontrel_changelog}.gz
+    COMMAND ${CMAKE_COMMAND} -E copy ${PROJECT_SOURCE_DIR}/packaging/changelog ${_vontrel_changelog}
+    COMMAND ${VONTREL_GZIP} -9nf ${_vontrel_changelog}
+    DEPENDS ${PROJECT_SOURCE_DIR}/packaging/changelog
+    VERBATIM)
+add_custom_target(man_pages ALL DEPENDS ${_vontrel_man_pages} ${_vontrel_changelog}.gz)
 install(FILES ${_vontrel_man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${_vontrel_changelog}.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vontrel)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vontrel)

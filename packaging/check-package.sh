@@ -67,7 +67,7 @@ grep "newly installed" "$work/plan"
 
 step "only application files in the package"
 unexpected=$(dpkg-deb --contents "$deb" | awk '{print $6}' | grep -v '/$' |
-    grep -Ev '^\./usr/(bin/vontrel(-cli)?|share/(applications|metainfo|icons/hicolor|man/man1)/.*)$' || true)
+    grep -Ev '^\./usr/(bin/vontrel(-cli)?|share/(applications|metainfo|icons/hicolor|man/man1|doc/vontrel)/.*)$' || true)
 [ -z "$unexpected" ] || fail "unexpected files in the package: $unexpected"
 
 step "installing $(basename "$deb")"
@@ -84,6 +84,8 @@ desktop-file-validate "/usr/share/applications/$app_id.desktop" || fail "desktop
 appstreamcli validate --no-net "/usr/share/metainfo/$app_id.metainfo.xml" || fail "appstreamcli validate"
 grep -q "<release version=\"$version\"" "/usr/share/metainfo/$app_id.metainfo.xml" ||
     fail "the metainfo has no release notes for $version"
+zcat /usr/share/doc/vontrel/changelog.gz | head -1 | grep -q "^vontrel ($version)" ||
+    fail "the change log does not start with $version"
 grep -qx "Icon=$app_id" "/usr/share/applications/$app_id.desktop" || fail "the desktop entry's icon is not $app_id"
 for icon in scalable/apps/$app_id.svg 16x16/apps/$app_id.png 48x48/apps/$app_id.png 256x256/apps/$app_id.png; do
     [ -f "/usr/share/icons/hicolor/$icon" ] || fail "no icon $icon"
@@ -139,6 +141,7 @@ xdotool windowfocus --sync "$window"
 xdotool key Tab space
 entry=$XDG_CONFIG_HOME/autostart/$app_id.desktop
 wait_for 20 test -f "$entry" || fail "turning on Start at login wrote no $entry"
+desktop-file-validate "$entry" || fail "the autostart entry is not a valid desktop entry"
 exec_line=$(sed -n 's/^Exec=//p' "$entry")
 [ "$exec_line" = '"/usr/bin/vontrel"' ] || fail "the autostart entry starts $exec_line, not /usr/bin/vontrel"
 

@@ -72,6 +72,11 @@ void VontrelApp::setHotkeyBackendForTesting(std::unique_ptr<IHotkeyBackend> back
     m_hotkeyBackendForTesting = std::move(backend);
 }
 
+void VontrelApp::setPlatformForTesting(std::unique_ptr<Platform> platform)
+{
+    m_platform = std::move(platform);
+}
+
 QMenu *VontrelApp::trayMenu() const
 {
     return m_tray ? m_tray->menu() : nullptr;
@@ -219,6 +224,8 @@ void VontrelApp::start()
     createTray();
     showHotkeyStatus();
     connect(m_hotkeys.get(), &HotkeyRegistrar::offReasonChanged, this, &VontrelApp::showHotkeyStatus);
+    connect(LanguageManager::instance(), &LanguageManager::languageChanged, this,
+            &VontrelApp::showHotkeyStatus);
     connect(m_platform.get(), &Platform::notice, m_notifier,
             [this](const QString &title, const QString &text) { m_notifier->balloon(title, text, 10000); });
 
@@ -396,8 +403,11 @@ int vontrelMain(int argc, char *argv[], CommandLineAction action)
     // Connected before start(), whose dialogs keep the event loop (and so the instance's socket) running.
     QObject::connect(&instance, &SingleInstance::requested, &vontrel, &VontrelApp::handleRequest);
     vontrel.start();
-    // A first start asked for an action runs it once it is up, from the event loop like a hotkey's.
+    // A first start asked for an action runs it once it is up, from the event loop like a hotkey's. A plain
+    // one opens no window, and its launch token would only be turned down when a window opens much later.
     if (request.action != InstanceRequest::ShowPreferences)
         QTimer::singleShot(0, &vontrel, [&vontrel, request] { vontrel.handleRequest(request); });
+    else
+        qunsetenv("XDG_ACTIVATION_TOKEN");
     return QApplication::exec();
 }

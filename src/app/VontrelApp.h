@@ -49,6 +49,8 @@ public:
     QStringList shownBalloons() const;
     // Hands the hotkey manager a backend of the test's choosing; call before start().
     void setHotkeyBackendForTesting(std::unique_ptr<IHotkeyBackend> backend);
+    // Runs on a system of the test's choosing instead of this one's; call before start().
+    void setPlatformForTesting(std::unique_ptr<Platform> platform);
     // What this start was asked for on its command line (--capture, --selection).
     void setCommandLineAction(CommandLineAction action) { m_commandLineAction = action; }
     CommandLineAction commandLineAction() const { return m_commandLineAction; }

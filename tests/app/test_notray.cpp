@@ -4,10 +4,12 @@
 #include "FakePortal.h"
 
 #include "app/Notifier.h"
+#include "app/SingleInstance.h"
 #include "app/TrayMenu.h"
 #include "app/VontrelApp.h"
 #include "config/ConfigManager.h"
 #include "platform/linux/PortalHotkeyBackend.h"
+#include "platform/linux/WaylandPlatform.h"
 #include "ui/preferences/HotkeysPage.h"
 #include "ui/preferences/PreferencesWindow.h"
 #include "update/UpdateChecker.h"
@@ -196,6 +198,31 @@ private slots:
         QCOMPARE(menu->actions().first()->toolTip(), reason);
         QVERIFY(app.captureAction()->shortcut().isEmpty());
         QVERIFY(app.clipboardTextAction()->shortcut().isEmpty());
+    }
+
+    // The desktop's screenshot dialog is open and unanswered: the user learns what it is for, and a second
+    // capture asked for meanwhile is told to wait rather than vanish.
+    void captureWaitingForTheDesktop()
+    {
+        NotificationRecorder notifications(kBus);
+        FakePortal portal(kBus);
+        portal.setScreenshotResponse(FakePortal::NoAnswer);
+        VontrelApp app;
+        app.setInteractive(false);
+        app.setPlatformForTesting(std::make_unique<WaylandPlatform>(QDBusConnection::sessionBus()));
+        app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
+        app.start();
+
+        InstanceRequest capture;
+        capture.action = InstanceRequest::Capture;
+        app.handleRequest(capture);
+        QTRY_COMPARE(portal.screenshotCount(), 1);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            notifications.summaries().contains(QStringLiteral("Waiting for Screenshot Permission")), 30000);
+
+        app.handleRequest(capture);
+        QTRY_VERIFY(notifications.summaries().contains(QStringLiteral("Screenshot Pending")));
+        QCOMPARE(portal.screenshotCount(), 1);
     }
 };
 

@@ -1,9 +1,6 @@
 #include "session/AiRuns.h"
 
 #include "ai/OpenAIClient.h"
-#include "log/LogCategories.h"
-
-#include <QDebug>
 
 AiRuns::AiRuns(QObject *parent)
     : QObject(parent)
@@ -45,58 +42,56 @@ void AiRuns::setProvider(const Provider &provider)
     m_idle = {makeClient()};
 }
 
-bool AiRuns::isCurrent(const QString &windowId, quint64 number) const
+bool AiRuns::isCurrent(quint64 run, quint64 number) const
 {
-    const auto run = m_running.constFind(windowId);
-    return run != m_running.cend() && run->number == number;
+    const auto request = m_running.constFind(run);
+    return request != m_running.cend() && request->number == number;
 }
 
-void AiRuns::start(const QString &windowId, const QString &prompt)
+void AiRuns::start(quint64 run, const QString &prompt)
 {
-    release(windowId, true);
-    const Run run{m_idle.isEmpty() ? makeClient() : m_idle.takeLast(), ++m_lastRun};
-    m_running.insert(windowId, run);
-    qCInfo(lcSession).noquote() << "AiRuns: Starting streaming AI request for window" << windowId;
+    release(run, true);
+    const Request request{m_idle.isEmpty() ? makeClient() : m_idle.takeLast(), ++m_lastRequest};
+    m_running.insert(run, request);
 
-    // The signals cross threads: one already under way when its run was cancelled or replaced is dropped
-    // by its run number.
-    const quint64 number = run.number;
-    OpenAIClient *client = run.client.client;
-    connect(client, &OpenAIClient::streamingChunk, this, [this, windowId, number](const QString &text) {
-        if (isCurrent(windowId, number))
-            emit chunk(windowId, text);
+    // The signals cross threads: one already under way when its request was cancelled or replaced is
+    // dropped by its request number.
+    const quint64 number = request.number;
+    OpenAIClient *client = request.client.client;
+    connect(client, &OpenAIClient::streamingChunk, this, [this, run, number](const QString &text) {
+        if (isCurrent(run, number))
+            emit chunk(run, text);
     });
-    connect(client, &OpenAIClient::streamingFinished, this,
-            [this, windowId, number](const QString &response) {
-                if (!isCurrent(windowId, number))
-                    return;
-                release(windowId, false);
-                emit finished(windowId, response);
-            });
-    connect(client, &OpenAIClient::streamingError, this, [this, windowId, number](const QString &message) {
-        if (!isCurrent(windowId, number))
+    connect(client, &OpenAIClient::streamingFinished, this, [this, run, number](const QString &response) {
+        if (!isCurrent(run, number))
             return;
-        release(windowId, false);
-        emit failed(windowId, message);
+        release(run, false);
+        emit finished(run, response);
+    });
+    connect(client, &OpenAIClient::streamingError, this, [this, run, number](const QString &message) {
+        if (!isCurrent(run, number))
+            return;
+        release(run, false);
+        emit failed(run, message);
     });
     QMetaObject::invokeMethod(client, [client, prompt] { client->completeStreaming(prompt); });
 }
 
-void AiRuns::cancel(const QString &windowId)
+void AiRuns::cancel(quint64 run)
 {
-    release(windowId, true);
+    release(run, true);
 }
 
 void AiRuns::cancelAll()
 {
-    const QList<QString> windowIds = m_running.keys();
-    for (const QString &windowId : windowIds)
-        release(windowId, true);
+    const QList<quint64> runs = m_running.keys();
+    for (const quint64 run : runs)
+        release(run, true);
 }
 
-void AiRuns::release(const QString &windowId, bool cancel)
+void AiRuns::release(quint64 run, bool cancel)
 {
-    const auto found = m_running.constFind(windowId);
+    const auto found = m_running.constFind(run);
     if (found == m_running.cend())
         return;
     const Client client = found->client;

@@ -8,11 +8,12 @@
 
 class OpenAIClient;
 
-// The streaming requests of the result windows, each tagged with its window's id so that several windows
-// may stream at once and a late answer finds its own window. Clients are made for the provider settings in
-// advance and reused run after run, so a run starts on a client whose network stack is already warm (a new
-// one costs its first request tens of milliseconds), and they live on a thread of their own, so the window
-// being laid out and painted on the GUI thread does not hold a request back. Called on the GUI thread.
+// The streaming requests of the result windows, each tagged with the number of the window's run so that
+// several windows may stream at once and a late answer finds its own run or nothing. Clients are made for the
+// provider settings in advance and reused run after run, so a run starts on a client whose network stack is
+// already warm (a new one costs its first request tens of milliseconds), and they live on a thread of their
+// own, so the window being laid out and painted on the GUI thread does not hold a request back. Called on the
+// GUI thread.
 class AiRuns final : public QObject
 {
     Q_OBJECT
@@ -35,20 +36,20 @@ public:
     // Keeps one idle client ready for these settings. Clients of earlier settings go once their run ends.
     void setProvider(const Provider &provider);
 
-    // Starts a run for the window, replacing the one it may have. Results arrive through the signals: chunks,
+    // Starts the request of this run, replacing one it may have. Results arrive through the signals: chunks,
     // then exactly one of finished or failed.
-    void start(const QString &windowId, const QString &prompt);
-    // Ends the window's run; nothing more is emitted for it. Does nothing when the window has none.
-    void cancel(const QString &windowId);
+    void start(quint64 run, const QString &prompt);
+    // Ends the run's request; nothing more is emitted for it. Does nothing when the run has none.
+    void cancel(quint64 run);
     void cancelAll();
     int runningCount() const { return static_cast<int>(m_running.size()); }
     // Clients waiting for a run.
     int idleCount() const { return static_cast<int>(m_idle.size()); }
 
 signals:
-    void chunk(const QString &windowId, const QString &text);
-    void finished(const QString &windowId, const QString &fullResponse);
-    void failed(const QString &windowId, const QString &message);
+    void chunk(quint64 run, const QString &text);
+    void finished(quint64 run, const QString &fullResponse);
+    void failed(quint64 run, const QString &message);
 
 private:
     struct Client
@@ -56,7 +57,7 @@ private:
         OpenAIClient *client = nullptr;
         Provider provider;
     };
-    struct Run
+    struct Request
     {
         Client client;
         quint64 number = 0;
@@ -64,13 +65,13 @@ private:
 
     Client makeClient();
     void destroy(const Client &client);
-    bool isCurrent(const QString &windowId, quint64 number) const;
-    // Takes the window's run off the list; its client waits for the next run or goes.
-    void release(const QString &windowId, bool cancel);
+    bool isCurrent(quint64 run, quint64 number) const;
+    // Takes the run's request off the list; its client waits for the next request or goes.
+    void release(quint64 run, bool cancel);
 
     QThread m_thread;
     Provider m_provider;
     QList<Client> m_idle;
-    QHash<QString, Run> m_running;
-    quint64 m_lastRun = 0;
+    QHash<quint64, Request> m_running;
+    quint64 m_lastRequest = 0;
 };

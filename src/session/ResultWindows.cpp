@@ -23,6 +23,12 @@ void ResultWindows::releaseCurrent()
     m_current = nullptr;
 }
 
+void ResultWindows::discard(const QString &id)
+{
+    if (Entry *found = entry(id))
+        drop(found);
+}
+
 IResultView *ResultWindows::open(bool pinned)
 {
     releaseCurrent();

@@ -24,6 +24,8 @@ public:
 
     // The current window stops being current; unless pinned, it is discarded.
     void releaseCurrent();
+    // Hides and frees the window without a report from it, pinned or not.
+    void discard(const QString &id);
     // Releases the current window and makes a new current one. Null without a factory.
     IResultView *open(bool pinned);
 

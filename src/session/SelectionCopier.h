@@ -2,6 +2,7 @@
 
 #include "platform/ClipboardService.h"
 
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QObject>
 #include <QString>
@@ -14,7 +15,10 @@ class Platform;
 
 // Reads the selection of the frontmost application by a synthetic copy keystroke, and gives the user's
 // clipboard back exactly as it was: the clipboard is saved first and restored as soon as the copy has landed
-// (or its wait is over), and a copy that lands later still is undone for a short while. GUI thread only.
+// (or its wait is over). A keystroke whose copy has not been seen yet may still bring one: for a short while
+// a change that brings again the selection our keystrokes copied is taken as that copy and undone. Any other
+// change, and any change once every keystroke's copy has been seen, is the user's own and stays. GUI thread
+// only.
 class SelectionCopier final : public QObject
 {
     Q_OBJECT
@@ -38,22 +42,25 @@ public:
     // The system that sends the copy keystroke; without one, start() fails.
     void setPlatform(Platform *platform) { m_platform = platform; }
 
-    // Starts reading; finished() follows once. False, with the clipboard untouched and nothing emitted, when
-    // the keystroke could not be sent. A read still outstanding is abandoned first.
-    bool start();
+    // Starts reading; finished() follows once, with this tag. False, with the clipboard untouched and nothing
+    // emitted, when the keystroke could not be sent. A read still outstanding is abandoned first.
+    bool start(quint64 tag);
     // Ends an outstanding read without a result and hands the clipboard back at once.
     void abandon();
     bool isActive() const { return m_active; }
 
 signals:
     // The text as it will be sent: a selection trimmed, the clipboard's text untouched; empty with Nothing.
-    void finished(const QString &text, SelectionCopier::Source source);
+    void finished(quint64 tag, const QString &text, SelectionCopier::Source source);
 
 private:
     bool readsProvider() const;
-    void finish(quint64 generation);
+    void finish(quint64 generation, bool changed);
     QString clipboardText() const;
+    // Watches for the copies still owed by keystrokes already sent.
     void startRestoreGuard();
+    void disarmRestoreGuard();
+    // Forgets the copies owed: whatever comes now is the user's.
     void stopRestoreGuard();
     void onClipboardChangedAfterRestore();
 
@@ -64,6 +71,12 @@ private:
     bool m_active = false;
     bool m_readingProvider = false;
     quint64 m_generation = 0;
+    quint64 m_tag = 0;
+    // Keystrokes sent whose copy has not been seen, and when the last one went.
+    int m_copiesOwed = 0;
+    QElapsedTimer m_sinceKeystroke;
+    // The last selection a keystroke of ours copied (trimmed): what a late copy would bring again.
+    QString m_copiedText;
     ClipboardService::Snapshot m_snapshot;
     QMetaObject::Connection m_copyLanded;
     QTimer m_restoreGuardTimer;

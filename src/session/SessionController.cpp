@@ -21,6 +21,8 @@ namespace {
 // again to abandon a wrong capture without spending a request.
 constexpr int kAiStartDelayMs = 1000;
 
+using Phase = WindowRun::Phase;
+
 QString stateName(SessionController::SessionState state)
 {
     return QString::fromLatin1(QMetaEnum::fromType<SessionController::SessionState>().valueToKey(state));
@@ -34,7 +36,7 @@ SessionController::SessionController(ResultWindows::Factory viewFactory, QObject
     , m_windows(std::move(viewFactory), [this](const QString &windowId) { return requestsFor(windowId); })
 {
     connect(m_aiRuns, &AiRuns::chunk, this, &SessionController::onAiChunk);
-    connect(m_aiRuns, &AiRuns::finished, this, [this](const QString &windowId) { onAiFinished(windowId); });
+    connect(m_aiRuns, &AiRuns::finished, this, [this](quint64 runNumber) { onAiFinished(runNumber); });
     connect(m_aiRuns, &AiRuns::failed, this, &SessionController::onAiFailed);
 }
 
@@ -49,6 +51,12 @@ SessionController::~SessionController()
 int SessionController::runningRequestCount() const
 {
     return m_aiRuns->runningCount();
+}
+
+QString SessionController::sourceText() const
+{
+    const auto found = m_runs.constFind(m_windows.currentId());
+    return found == m_runs.cend() ? QString() : found->text;
 }
 
 void SessionController::setConfig(ConfigManager *config)
@@ -138,15 +146,71 @@ void SessionController::setState(SessionState newState)
     emit stateChanged(newState);
 }
 
-void SessionController::reset()
+void SessionController::updateState()
+{
+    bool streaming = false;
+    for (const WindowRun &run : std::as_const(m_runs))
+        streaming = streaming || run.phase == Phase::Streaming;
+    const WindowRun *current = currentRun();
+    if (current && current->phase == Phase::Capturing)
+        setState(Capturing);
+    else if (streaming)
+        setState(ProcessingAI);
+    else if (!current)
+        setState(Idle);
+    else {
+        switch (current->phase) {
+        case Phase::Idle:
+        case Phase::Capturing:
+            setState(Idle);
+            break;
+        case Phase::Recognising:
+            setState(OCRing);
+            break;
+        case Phase::Pausing:
+        case Phase::Waiting:
+        case Phase::Streaming:
+            setState(WaitingAction);
+            break;
+        case Phase::Done:
+        case Phase::Stopped:
+            setState(Done);
+            break;
+        case Phase::Failed:
+            setState(Failed);
+            break;
+        }
+    }
+}
+
+void SessionController::endSession()
 {
     // A session replaced while its copy is still outstanding hands the clipboard back before anything else.
     if (m_copier)
         m_copier->abandon();
-    m_aiRuns->cancelAll();
-    m_sourceText.clear();
-    ++m_sessionNumber;
-    setState(Idle);
+
+    // The current window goes unless pinned; one the user has not seen yet goes even so.
+    const QString currentId = m_windows.currentId();
+    if (WindowRun *current = run(currentId)) {
+        IResultView *view = this->view(*current);
+        if (!view || !view->isPinned() || !current->presented) {
+            forgetRun(currentId);
+            m_windows.discard(currentId);
+        }
+    }
+    m_windows.releaseCurrent();
+
+    // A new session ends what the windows left open were doing, and tells them so.
+    const QStringList windowIds = m_runs.keys();
+    for (const QString &windowId : windowIds) {
+        WindowRun &left = m_runs[windowId];
+        left.automatic = false;
+        if (left.phase == Phase::Capturing)
+            setPhase(left, Phase::Idle);
+        else if (left.phase == Phase::Pausing || left.phase == Phase::Streaming)
+            stopRun(left);
+    }
+    updateState();
 }
 
 void SessionController::onHotkeyTriggered(int hotkeyId, quint64 timestamp)
@@ -154,8 +218,7 @@ void SessionController::onHotkeyTriggered(int hotkeyId, quint64 timestamp)
     qCDebug(lcSession).noquote() << "SessionController: Hotkey triggered:" << hotkeyId;
     if (m_state != Idle)
         qCInfo(lcSession).noquote() << "SessionController: Interrupting current session to start new one";
-    m_windows.releaseCurrent();
-    reset();
+    endSession();
 
     if (hotkeyId == HotkeyManager::ClipboardTextHotkey &&
         !m_platform->hasPermission(Platform::Permission::Accessibility)) {
@@ -168,9 +231,11 @@ void SessionController::onHotkeyTriggered(int hotkeyId, quint64 timestamp)
         return;
     }
 
-    m_windows.open(m_config && m_config->pinOverlayByDefault());
-    if (IResultView *view = m_windows.current())
-        view->setActivationTime(timestamp);
+    IResultView *view = m_windows.open(m_config && m_config->pinOverlayByDefault());
+    if (!view)
+        return;
+    view->setActivationTime(timestamp);
+    beginRun(m_windows.currentId(), Phase::Idle);
     switch (hotkeyId) {
     case HotkeyManager::ClipboardTextHotkey:
         startClipboardTextSession();
@@ -187,12 +252,6 @@ void SessionController::onHotkeyTriggered(int hotkeyId, quint64 timestamp)
     }
 }
 
-void SessionController::present()
-{
-    if (IResultView *view = m_windows.current())
-        view->present();
-}
-
 // ---- Inputs -----------------------------------------------------------------------------------------------
 
 void SessionController::startCaptureSession()
@@ -203,22 +262,29 @@ void SessionController::startCaptureSession()
     }
     qCInfo(lcSession).noquote() << "SessionController: Starting capture session";
     m_inputSource = ScreenCapture;
-    setState(Capturing);
+    setPhase(*currentRun(), Phase::Capturing);
     m_captureService->startCapture();
 }
 
+// The selector runs one capture at a time and says nothing of whom it was for: its outcome belongs to the
+// window that waits for a capture now, and to nobody once that window has moved on.
 void SessionController::onCaptureDone(const QImage &image)
 {
     qCInfo(lcSession).noquote() << "SessionController: Capture done, image size:" << image.size();
-    if (m_state != Capturing)
+    WindowRun *run = currentRun();
+    if (!run || run->phase != Phase::Capturing) {
+        qCWarning(lcSession).noquote() << "SessionController: Received capture result in unexpected state";
         return;
-    runOcr(image);
+    }
+    runOcr(*run, image);
 }
 
 void SessionController::onCaptureCancelled()
 {
     qCInfo(lcSession).noquote() << "SessionController: Capture cancelled";
-    reset();
+    WindowRun *run = currentRun();
+    if (run && run->phase == Phase::Capturing)
+        setPhase(*run, Phase::Idle);
 }
 
 void SessionController::startClipboardImageSession()
@@ -229,209 +295,115 @@ void SessionController::startClipboardImageSession()
     }
     qCInfo(lcSession).noquote() << "SessionController: Starting clipboard image session";
     m_inputSource = Clipboard;
+    WindowRun &run = *currentRun();
     const QImage image = m_clipboardService->hasImage() ? m_clipboardService->getImage() : QImage();
     if (!image.isNull()) {
-        runOcr(image);
+        runOcr(run, image);
         return;
     }
-    if (IResultView *view = m_windows.current())
+    if (IResultView *view = this->view(run))
         view->showMessage(IResultView::Message::NoImageInClipboard);
-    present();
+    present(run);
 }
 
 void SessionController::startClipboardTextSession()
 {
     qCInfo(lcSession).noquote() << "SessionController: Starting clipboard text session";
-    setState(WaitingAction);
+    WindowRun &run = *currentRun();
+    setPhase(run, Phase::Waiting);
     if (!m_copier)
         return;
-    if (!m_copier->start()) {
-        if (IResultView *view = m_windows.current())
+    if (!m_copier->start(run.number)) {
+        if (IResultView *view = this->view(run))
             view->showMessage(IResultView::Message::CopyFailed);
-        present();
-        setState(Idle);
+        present(run);
+        setPhase(run, Phase::Idle);
     }
 }
 
-void SessionController::onSelectionRead(const QString &text, SelectionCopier::Source source)
+void SessionController::onSelectionRead(quint64 runNumber, const QString &text,
+                                        SelectionCopier::Source source)
 {
-    m_inputSource = source == SelectionCopier::SelectedText ? SelectedText : Clipboard;
-    m_sourceText = text;
-    IResultView *view = m_windows.current();
-    if (!view)
+    WindowRun *run = runNumbered(runNumber);
+    if (!run || !run->automatic || run->phase != Phase::Waiting)
         return;
-    view->showSource(text, true);
-    present();
+    m_inputSource = source == SelectionCopier::SelectedText ? SelectedText : Clipboard;
+    run->text = text;
+    if (IResultView *view = this->view(*run))
+        view->showSource(text, true);
+    present(*run);
     if (!text.isEmpty())
-        runAiAction(ActionService::Translate, text, m_windows.currentId());
+        runAiAction(*run, ActionService::Translate, text);
 }
 
 // ---- Recognition ------------------------------------------------------------------------------------------
 
-void SessionController::runOcr(const QImage &image)
+void SessionController::runOcr(WindowRun &run, const QImage &image)
 {
     if (image.isNull()) {
         emit error(tr("Invalid image"));
-        reset();
+        setPhase(run, Phase::Idle);
         return;
     }
     if (!m_ocrProvider) {
         emit error(tr("OCR provider not available"));
-        reset();
+        setPhase(run, Phase::Idle);
         return;
     }
-    setState(OCRing);
-    if (IResultView *view = m_windows.current())
+    setPhase(run, Phase::Recognising);
+    if (IResultView *view = this->view(run))
         view->showRecognising(image);
-    present();
+    present(run);
 
-    if (m_ocrResult)
-        m_ocrResult->deleteLater();
-    m_ocrResult = new OcrWorkerResult(this);
-    connect(m_ocrResult, &OcrWorkerResult::finished, this, &SessionController::onOcrFinished);
-    connect(m_ocrResult, &OcrWorkerResult::error, this, &SessionController::onOcrError);
-    QThreadPool::globalInstance()->start(new OcrWorker(image, m_ocrProvider, m_ocrResult), 0);
+    // One receiver per recognition, tagged with its run: a result that arrives after the run was replaced
+    // (the next capture may already be recognising) is dropped whatever the order.
+    auto *result = new OcrWorkerResult(this);
+    const quint64 number = run.number;
+    connect(result, &OcrWorkerResult::finished, this, [this, result, number](const QString &text) {
+        result->deleteLater();
+        onOcrFinished(number, text);
+    });
+    connect(result, &OcrWorkerResult::error, this, [this, result, number](const QString &message) {
+        result->deleteLater();
+        onOcrError(number, message);
+    });
+    QThreadPool::globalInstance()->start(new OcrWorker(image, m_ocrProvider, result), 0);
 }
 
-void SessionController::onOcrFinished(const QString &text)
+void SessionController::onOcrFinished(quint64 runNumber, const QString &text)
 {
     qCInfo(lcSession).noquote() << "SessionController: OCR finished, text length:" << text.length();
-    if (m_state != OCRing)
+    WindowRun *run = runNumbered(runNumber);
+    if (!run || run->phase != Phase::Recognising)
         return;
     const bool hasText = !text.trimmed().isEmpty();
-    m_sourceText = hasText ? text : QString();
-    setState(WaitingAction);
-    IResultView *view = m_windows.current();
-    if (!view)
+    run->text = hasText ? text : QString();
+    if (IResultView *view = this->view(*run))
+        view->showSource(run->text, false);
+    if (!hasText) {
+        setPhase(*run, Phase::Waiting);
         return;
-    view->showSource(m_sourceText, false);
-    if (!hasText)
+    }
+    setPhase(*run, Phase::Pausing);
+    // A window the session has left (pinned meanwhile) shows its text but sends it only when the user asks.
+    if (!run->automatic) {
+        stopRun(*run);
         return;
-    const quint64 session = m_sessionNumber;
-    const QString windowId = m_windows.currentId();
-    QTimer::singleShot(kAiStartDelayMs, Qt::PreciseTimer, this, [this, session, text, windowId] {
-        if (session == m_sessionNumber && m_state == WaitingAction)
-            runAiAction(ActionService::Translate, text, windowId);
+    }
+    QTimer::singleShot(kAiStartDelayMs, Qt::PreciseTimer, this, [this, runNumber, text] {
+        WindowRun *paused = runNumbered(runNumber);
+        if (paused && paused->phase == Phase::Pausing && paused->automatic)
+            runAiAction(*paused, ActionService::Translate, text);
     });
 }
 
-void SessionController::onOcrError(const QString &message)
+void SessionController::onOcrError(quint64 runNumber, const QString &message)
 {
     qCWarning(lcSession).noquote() << "SessionController: OCR error:" << message;
-    if (m_state != OCRing)
+    WindowRun *run = runNumbered(runNumber);
+    if (!run || run->phase != Phase::Recognising)
         return;
-    if (IResultView *view = m_windows.current())
+    if (IResultView *view = this->view(*run))
         view->showError(tr("OCR failed: %1").arg(message));
-    setState(Failed);
-}
-
-// ---- Windows and AI runs ----------------------------------------------------------------------------------
-
-IResultView::Requests SessionController::requestsFor(const QString &windowId)
-{
-    IResultView::Requests requests;
-    requests.translate = [this, windowId](const QString &text) {
-        onTranslateRequested(windowId, text);
-    };
-    requests.stop = [this, windowId] {
-        onStopRequested(windowId);
-    };
-    requests.retry = [this, windowId] {
-        onRetryRequested(windowId);
-    };
-    requests.closed = [this, windowId] {
-        onWindowClosed(windowId);
-    };
-    return requests;
-}
-
-void SessionController::runAiAction(ActionService::ActionType type, const QString &text,
-                                    const QString &windowId)
-{
-    IResultView *view = m_windows.find(windowId);
-    if (!m_actionService) {
-        if (view)
-            view->showError(tr("AI service not available"));
-        return;
-    }
-    if (!m_config || m_config->apiUrl().isEmpty() || m_config->apiKey().isEmpty()) {
-        if (view)
-            view->showError(tr("AI not configured. Please set API key."));
-        return;
-    }
-    const QString prompt = m_actionService->buildPrompt(type, text);
-    if (prompt.isEmpty()) {
-        if (view)
-            view->showError(tr("Failed to build prompt"));
-        setState(Failed);
-        return;
-    }
-    setState(ProcessingAI);
-    if (view)
-        view->beginResult();
-    m_lastActionType = type;
-    m_lastActionText = text;
-    m_aiRuns->start(windowId, prompt);
-}
-
-void SessionController::onAiChunk(const QString &windowId, const QString &chunk)
-{
-    if (IResultView *view = m_windows.find(windowId))
-        view->appendResult(chunk);
-}
-
-void SessionController::onAiFinished(const QString &windowId)
-{
-    qCInfo(lcSession).noquote() << "SessionController: AI streaming finished for window" << windowId;
-    if (IResultView *view = m_windows.find(windowId))
-        view->endResult(IResultView::ResultEnd::Finished);
-    if (m_aiRuns->runningCount() == 0)
-        setState(Done);
-}
-
-void SessionController::onAiFailed(const QString &windowId, const QString &message)
-{
-    qCWarning(lcSession).noquote() << "SessionController: AI streaming error for window" << windowId << ":"
-                                   << message;
-    if (IResultView *view = m_windows.find(windowId))
-        view->showError(tr("AI failed: %1").arg(message));
-    if (m_aiRuns->runningCount() == 0)
-        setState(Failed);
-}
-
-void SessionController::onTranslateRequested(const QString &windowId, const QString &text)
-{
-    if (m_state != WaitingAction && m_state != Done) {
-        qCWarning(lcSession).noquote() << "SessionController: Cannot process action in current state";
-        return;
-    }
-    if (text.trimmed().isEmpty()) {
-        if (IResultView *view = m_windows.find(windowId))
-            view->showError(tr("No text to process"));
-        return;
-    }
-    runAiAction(ActionService::Translate, text, windowId);
-}
-
-void SessionController::onStopRequested(const QString &windowId)
-{
-    m_aiRuns->cancel(windowId);
-    if (IResultView *view = m_windows.find(windowId))
-        view->endResult(IResultView::ResultEnd::Stopped);
-    if (m_aiRuns->runningCount() == 0)
-        setState(Done);
-}
-
-void SessionController::onRetryRequested(const QString &windowId)
-{
-    if (!m_lastActionText.isEmpty())
-        runAiAction(m_lastActionType, m_lastActionText, windowId);
-}
-
-void SessionController::onWindowClosed(const QString &windowId)
-{
-    qCInfo(lcSession).noquote() << "SessionController: Overlay closed" << windowId;
-    m_aiRuns->cancel(windowId);
-    if (m_aiRuns->runningCount() == 0 && m_state != Idle)
-        setState(Idle);
+    setPhase(*run, Phase::Failed);
 }

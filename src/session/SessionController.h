@@ -4,7 +4,9 @@
 #include "session/IResultView.h"
 #include "session/ResultWindows.h"
 #include "session/SelectionCopier.h"
+#include "session/WindowRun.h"
 
+#include <QHash>
 #include <QImage>
 #include <QList>
 #include <QObject>
@@ -22,11 +24,12 @@ class HotkeyManager;
 class Platform;
 class IOcrProvider;
 class ISelectedTextProvider;
-class OcrWorkerResult;
 
 // Turns a hotkey (or a tray entry) into a session: opens a result window, obtains the input (a screen region,
 // the clipboard's image, or the selection read by a synthetic copy), has an image recognised, and streams
-// the AI answer into the window. GUI thread only. The services are not owned and must outlive the controller.
+// the AI answer into the window. Each window keeps a run of its own (WindowRun), so a pinned window can be
+// retried, corrected and sent again while other windows come and go. GUI thread only. The services are not
+// owned and must outlive the controller.
 class SessionController final : public QObject
 {
     Q_OBJECT
@@ -72,9 +75,11 @@ public:
     void setOcrProvider(IOcrProvider *provider);
     void setActionService(ActionService *service);
 
+    // The session's state: a request of any window running, else what the current window's run is doing.
     SessionState state() const { return m_state; }
     InputSource inputSource() const { return m_inputSource; }
-    QString sourceText() const { return m_sourceText; }
+    // The text of the current window's run.
+    QString sourceText() const;
     IResultView *currentWindow() const { return m_windows.current(); }
     QList<IResultView *> pinnedWindows() const { return m_windows.pinned(); }
     bool isCopyFallbackActive() const { return m_copier && m_copier->isActive(); }
@@ -93,35 +98,53 @@ public slots:
 private slots:
     void onCaptureDone(const QImage &image);
     void onCaptureCancelled();
-    void onOcrFinished(const QString &text);
-    void onOcrError(const QString &message);
-    void onSelectionRead(const QString &text, SelectionCopier::Source source);
+    void onSelectionRead(quint64 runNumber, const QString &text, SelectionCopier::Source source);
 
 private:
+    // ---- sessions and their inputs (SessionController.cpp)
     void setState(SessionState newState);
-    void reset();
+    // The state follows the runs; called after any of them changed.
+    void updateState();
+    // Ends the session: its copy is abandoned, the current window released, the runs of the windows left
+    // open are ended as stopped.
+    void endSession();
     void startCaptureSession();
     void startClipboardImageSession();
     void startClipboardTextSession();
-    void runOcr(const QImage &image);
+    void runOcr(WindowRun &run, const QImage &image);
+    void onOcrFinished(quint64 runNumber, const QString &text);
+    void onOcrError(quint64 runNumber, const QString &message);
     void applyProvider();
-    IResultView::Requests requestsFor(const QString &windowId);
-    void present();
 
-    void runAiAction(ActionService::ActionType type, const QString &text, const QString &windowId);
+    // ---- the windows' runs (SessionControllerRuns.cpp)
+    IResultView::Requests requestsFor(const QString &windowId);
+    // A new run for the window (any run it had is ended silently), numbered for its answers.
+    WindowRun &beginRun(const QString &windowId, WindowRun::Phase phase);
+    WindowRun *run(const QString &windowId);
+    // The run that answers with this number, or null when it is gone or replaced.
+    WindowRun *runNumbered(quint64 number);
+    WindowRun *currentRun();
+    IResultView *view(const WindowRun &run) const { return m_windows.find(run.windowId); }
+    void setPhase(WindowRun &run, WindowRun::Phase phase);
+    void present(WindowRun &run);
+    // Sends the run's text: every request of every window starts here.
+    void runAiAction(WindowRun &run, ActionService::ActionType type, const QString &text);
+    // Ends the run's request or its pause, and tells its window so.
+    void stopRun(WindowRun &run);
+    // Drops the run of a window that goes; its request is cancelled.
+    void forgetRun(const QString &windowId);
     void onTranslateRequested(const QString &windowId, const QString &text);
     void onStopRequested(const QString &windowId);
     void onRetryRequested(const QString &windowId);
     void onWindowClosed(const QString &windowId);
-    void onAiChunk(const QString &windowId, const QString &chunk);
-    void onAiFinished(const QString &windowId);
-    void onAiFailed(const QString &windowId, const QString &message);
+    void onAiChunk(quint64 runNumber, const QString &chunk);
+    void onAiFinished(quint64 runNumber);
+    void onAiFailed(quint64 runNumber, const QString &message);
 
     SessionState m_state = Idle;
     InputSource m_inputSource = ScreenCapture;
-    QString m_sourceText;
-    // Counts sessions, so a delayed step of a replaced session (the pause before the request) does nothing.
-    quint64 m_sessionNumber = 0;
+    QHash<QString, WindowRun> m_runs; // by window id
+    quint64 m_lastRunNumber = 0;
 
     QPointer<ConfigManager> m_config;
     IRegionCapture *m_captureService = nullptr;
@@ -132,11 +155,8 @@ private:
     HotkeyManager *m_hotkeyManager = nullptr;
     IOcrProvider *m_ocrProvider = nullptr;
     ActionService *m_actionService = nullptr;
-    OcrWorkerResult *m_ocrResult = nullptr;
     SelectionCopier *m_copier = nullptr;
     AiRuns *m_aiRuns = nullptr;
-    ActionService::ActionType m_lastActionType = ActionService::Translate;
-    QString m_lastActionText;
 
     // Last, so the windows go first and none reports back into a half-destroyed controller.
     ResultWindows m_windows;

@@ -18,6 +18,7 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
 #include <QTest>
 #include <QThreadPool>
 
@@ -92,11 +93,31 @@ struct SessionRig
     QString promptInput(int index = 0) const
     {
         const QList<RecordedRequest> requests = server.requests();
-        const QJsonDocument body =
-            QJsonDocument::fromJson(requests.at(index < 0 ? requests.size() - 1 : index).body);
+        return inputOf(requests.at(index < 0 ? requests.size() - 1 : index));
+    }
+    static QString inputOf(const RecordedRequest &request)
+    {
+        const QJsonDocument body = QJsonDocument::fromJson(request.body);
         const QString prompt = body["messages"].toArray().last()["content"].toString();
         const qsizetype at = prompt.lastIndexOf(QStringLiteral("\n\nInput:\n"));
         return at < 0 ? QString() : prompt.mid(at + 9);
+    }
+
+    // The provider as a user meets it: a text with "fail" in it fails the first time it is sent; one with
+    // "slow" sends a first piece and then holds its answer open until releaseHeld(); any other is answered
+    // at once with "answer to" and the text.
+    void answerByText()
+    {
+        server.setHandler([failed = QSet<QString>()](const RecordedRequest &request) mutable {
+            const QString input = inputOf(request);
+            if (input.contains(QLatin1String("fail")) && !failed.contains(input)) {
+                failed.insert(input);
+                return stream({}, false, QStringLiteral("model overloaded"));
+            }
+            if (input.contains(QLatin1String("slow")))
+                return stream({QStringLiteral("partial ") + input}, true);
+            return stream({QStringLiteral("answer to ") + input});
+        });
     }
 
     // The offscreen rig's system, for the test to set permissions and the copy keystroke.

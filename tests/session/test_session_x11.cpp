@@ -7,6 +7,7 @@
 
 #include "capture/CaptureOverlay.h"
 #include "ui/result/ResultWindow.h"
+#include "ui/result/SourceText.h"
 
 #include <QBuffer>
 #include <QClipboard>
@@ -39,18 +40,34 @@ bool paintRootWindow(unsigned long pixel)
     return true;
 }
 
+template<typename T>
+T *visibleButton(QWidget *window, const QString &toolTip)
+{
+    for (T *child : window->findChildren<T *>()) {
+        if (child->isVisible() && child->toolTip() == toolTip)
+            return child;
+    }
+    return nullptr;
+}
+
+template<typename T>
+bool shows(QWidget *window, const QString &toolTip)
+{
+    return visibleButton<T>(window, toolTip) != nullptr;
+}
+
+bool clickAt(const QWidget *widget)
+{
+    const QPoint centre = widget->mapToGlobal(widget->rect().center());
+    return xdotool({"mousemove", QString::number(centre.x()), QString::number(centre.y()), "click", "1"});
+}
+
 // Clicks the visible button with this tool tip as the user would.
 template<typename T>
 bool click(QWidget *window, const QString &toolTip)
 {
-    for (T *child : window->findChildren<T *>()) {
-        if (child->isVisible() && child->toolTip() == toolTip) {
-            const QPoint centre = child->mapToGlobal(child->rect().center());
-            return xdotool(
-                {"mousemove", QString::number(centre.x()), QString::number(centre.y()), "click", "1"});
-        }
-    }
-    return false;
+    const T *button = visibleButton<T>(window, toolTip);
+    return button && clickAt(button);
 }
 
 } // namespace
@@ -237,6 +254,74 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(unconfigured->getTranslation(),
                                   QStringLiteral("AI not configured. Please set API key."), kBound);
         QCOMPARE(m_rig->server.requestCount(), 1);
+    }
+
+    // Pinned windows, each with its own run, against a provider that fails on one text and streams slowly
+    // on another: Retry and Enter resend a window's own text after its failure, closing one window leaves
+    // another's request running, and a request that the next session cancels shows as stopped.
+    void pinnedWindowsKeepTheirOwnRuns()
+    {
+        ConfigManager::instance()->setPinOverlayByDefault(true);
+        m_rig->answerByText();
+
+        QVERIFY(ownClipboard({{"text/plain", "fail: first text"}}));
+        QPointer<ResultWindow> first = press(kTextHotkey);
+        QVERIFY(first && first->isPinned());
+        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(),
+                                  QStringLiteral("AI failed: API error: model overloaded"), kBound);
+        first->move(10, 10);
+
+        QVERIFY(ownClipboard({{"text/plain", "slow: second text"}}));
+        QPointer<ResultWindow> second = press(kTextHotkey);
+        QVERIFY(second && second != first);
+        second->move(800, 10);
+        QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("partial slow: second text"),
+                                  kBound);
+
+        // Retry in the failed window sends its own text, while the other window still streams.
+        QVERIFY(click<QToolButton>(first, QStringLiteral("Retry")));
+        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("answer to fail: first text"),
+                                  kBound);
+        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("fail: first text"));
+        QVERIFY(shows<QToolButton>(second, QStringLiteral("Stop")));
+
+        // Closing it leaves the other's request running to its end.
+        QVERIFY(click<QPushButton>(first, QStringLiteral("Close")));
+        QTRY_VERIFY_WITH_TIMEOUT(first.isNull(), kBound);
+        m_rig->server.releaseHeld();
+        QTRY_VERIFY_WITH_TIMEOUT(!shows<QToolButton>(second, QStringLiteral("Stop")), kBound);
+        QCOMPARE(second->getTranslation(), QStringLiteral("partial slow: second text"));
+
+        // Enter after a failure sends the corrected text.
+        QVERIFY(ownClipboard({{"text/plain", "fail: third text"}}));
+        QPointer<ResultWindow> third = press(kTextHotkey);
+        QVERIFY(third);
+        third->move(10, 500);
+        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(),
+                                  QStringLiteral("AI failed: API error: model overloaded"), kBound);
+        QVERIFY(clickAt(third->findChild<SourceText *>()));
+        QTRY_VERIFY_WITH_TIMEOUT(third->isActiveWindow(), kBound);
+        QVERIFY(xdotool({"key", "ctrl+a", "type", "corrected third text"}));
+        QTRY_COMPARE_WITH_TIMEOUT(third->getSourceText(), QStringLiteral("corrected third text"), kBound);
+        QVERIFY(xdotool({"key", "Return"}));
+        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("answer to corrected third text"),
+                                  kBound);
+
+        // The next press cancels a pinned window's slow answer: the window says so and is done.
+        QVERIFY(ownClipboard({{"text/plain", "slow: fourth text"}}));
+        QPointer<ResultWindow> fourth = press(kTextHotkey);
+        QVERIFY(fourth);
+        fourth->move(800, 500);
+        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("partial slow: fourth text"),
+                                  kBound);
+        QVERIFY(ownClipboard({{"text/plain", "fifth text"}}));
+        ResultWindow *fifth = press(kTextHotkey);
+        QVERIFY(fifth && fourth);
+        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(),
+                                  QStringLiteral("partial slow: fourth text\n\n(Stopped)"), kBound);
+        QVERIFY(!shows<QToolButton>(fourth, QStringLiteral("Stop")));
+        QTRY_COMPARE_WITH_TIMEOUT(fifth->getTranslation(), QStringLiteral("answer to fifth text"), kBound);
+        QVERIFY(second && third && second->isVisible() && third->isVisible());
     }
 
 private:

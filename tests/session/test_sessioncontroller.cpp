@@ -7,7 +7,10 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QPointer>
+#include <QSemaphore>
 #include <QSignalSpy>
+
+#include <map>
 
 using Formats = QList<QPair<QString, QByteArray>>;
 
@@ -15,13 +18,30 @@ namespace {
 
 constexpr int kBound = 10000;
 
+// Answers by the image's width; the recognition of a held width waits until released.
 class FakeOcrProvider final : public IOcrProvider
 {
 public:
-    QString recognize(QImage) override { return answer; }
+    QString recognize(QImage image) override
+    {
+        if (const auto gate = gates.find(image.width()); gate != gates.end())
+            gate->second->acquire();
+        return answers.value(image.width(), answer);
+    }
     bool isAvailable() override { return available; }
+    // Before the recognition starts: the map is read from the pool thread.
+    void hold(int width) { gates[width] = std::make_unique<QSemaphore>(); }
+    void release(int width) { gates.at(width)->release(); }
+    void releaseAll()
+    {
+        for (auto &gate : gates)
+            gate.second->release(100);
+    }
+
     QString answer;
+    QHash<int, QString> answers;
     bool available = true;
+    std::map<int, std::unique_ptr<QSemaphore>> gates;
 };
 
 // Records what the session asked the window to show; the user's side is called through its requests.
@@ -31,10 +51,24 @@ public:
     void setRequests(Requests value) override { requests = std::move(value); }
     void showRecognising(const QImage &) override { recognising = true; }
     void showSource(const QString &text, bool) override { source = text; }
-    void beginResult() override { result.clear(); }
+    void beginResult() override
+    {
+        result.clear();
+        error.clear();
+        processing = true;
+        stopped = false;
+    }
     void appendResult(const QString &chunk) override { result += chunk; }
-    void endResult(ResultEnd) override {}
-    void showError(const QString &message) override { error = message; }
+    void endResult(ResultEnd end) override
+    {
+        processing = false;
+        stopped = end == ResultEnd::Stopped;
+    }
+    void showError(const QString &message) override
+    {
+        processing = false;
+        error = message;
+    }
     void showMessage(Message) override {}
     void present() override { presented = true; }
     void setPinned(bool value) override
@@ -63,6 +97,8 @@ public:
     bool recognising = false;
     bool presented = false;
     bool pinned = false;
+    bool processing = false;
+    bool stopped = false;
     QString source;
     QString result;
     QString error;
@@ -104,6 +140,7 @@ private slots:
 
     void cleanup()
     {
+        m_ocr->releaseAll();
         m_rig.reset();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
@@ -204,6 +241,261 @@ private slots:
         QTRY_VERIFY(window.isNull());
         QCOMPARE(m_rig->controller->runningRequestCount(), 0);
         QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+    }
+
+    // A pinned window whose answer failed or was stopped sends its own text again, however other windows
+    // went meanwhile (another answered, a capture was cancelled); Enter sends what the user corrected.
+    void retryAndEnterSendTheWindowsOwnText_data()
+    {
+        QTest::addColumn<bool>("stopped");    // the first answer was stopped rather than failed
+        QTest::addColumn<bool>("enter");      // Enter with a corrected text rather than Retry
+        QTest::addColumn<QString>("between"); // what happened meanwhile
+        QTest::newRow("retry after a failure, another window answered") << false << false << "another";
+        QTest::newRow("enter right after a failure") << false << true << "nothing";
+        QTest::newRow("enter after a failure, a capture cancelled") << false << true << "cancelled";
+        QTest::newRow("retry after a stop, another window answered") << true << false << "another";
+        QTest::newRow("enter after a stop, a capture cancelled") << true << true << "cancelled";
+    }
+
+    void retryAndEnterSendTheWindowsOwnText()
+    {
+        QFETCH(bool, stopped);
+        QFETCH(bool, enter);
+        QFETCH(QString, between);
+        m_rig->answerByText();
+        const QString text = stopped ? QStringLiteral("slow text of A") : QStringLiteral("fail text of A");
+        copyAnswers(text);
+        QPointer<FakeView> window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(window);
+        if (stopped) {
+            QTRY_COMPARE_WITH_TIMEOUT(window->result, "partial " + text, kBound);
+            window->requests.stop();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(!window->processing && (window->stopped || !window->error.isEmpty()),
+                                 kBound);
+        window->setPinned(true);
+
+        if (between == QLatin1String("cancelled")) {
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+            emit m_rig->capture.captureCancelled();
+        } else if (between == QLatin1String("another")) {
+            copyAnswers(QStringLiteral("text of B"));
+            FakeView *other = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            QVERIFY(other && other != window);
+            QTRY_COMPARE_WITH_TIMEOUT(other->result, QStringLiteral("answer to text of B"), kBound);
+        }
+
+        const int before = m_rig->server.requestCount();
+        const QString sent = enter ? QStringLiteral("corrected text of A") : text;
+        if (enter)
+            window->requests.translate(sent);
+        else
+            window->requests.retry();
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->server.requestCount(), before + 1, kBound);
+        QCOMPARE(m_rig->promptInput(-1), sent);
+        const QString answer = sent.contains(QLatin1String("slow")) ? "partial " + sent : "answer to " + sent;
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, answer, kBound);
+        m_rig->server.releaseHeld();
+        QTRY_VERIFY_WITH_TIMEOUT(!window->processing, kBound);
+    }
+
+    // Closing one window, or stopping its request, leaves another window's run where it was: recognising,
+    // in the pause before its request, or streaming.
+    void closeOrStopLeavesOtherRunsAlone_data()
+    {
+        QTest::addColumn<QString>("stage"); // of the other window's run
+        QTest::addColumn<bool>(
+            "stop"); // the first window's retried request is stopped, not the window closed
+        QTest::newRow("close while recognising") << "recognising" << false;
+        QTest::newRow("close during the pause") << "pause" << false;
+        QTest::newRow("close while streaming") << "streaming" << false;
+        QTest::newRow("stop while recognising") << "recognising" << true;
+        QTest::newRow("stop during the pause") << "pause" << true;
+    }
+
+    void closeOrStopLeavesOtherRunsAlone()
+    {
+        QFETCH(QString, stage);
+        QFETCH(bool, stop);
+        m_rig->answerByText();
+        copyAnswers(QStringLiteral("fail, then slow: text of A"));
+        QPointer<FakeView> first = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(first);
+        QTRY_VERIFY_WITH_TIMEOUT(!first->error.isEmpty(), kBound);
+        first->setPinned(true);
+
+        const QString recognised = QStringLiteral("slow text of B");
+        m_ocr->answer = recognised;
+        m_ocr->hold(40);
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        FakeView *second = current();
+        QVERIFY(second && second != first && second->recognising);
+        if (stage != QLatin1String("recognising")) {
+            m_ocr->release(40);
+            QTRY_COMPARE_WITH_TIMEOUT(second->source, recognised, kBound);
+        }
+        if (stage == QLatin1String("streaming"))
+            QTRY_COMPARE_WITH_TIMEOUT(second->result, "partial " + recognised, kBound);
+
+        if (stop) {
+            first->requests.retry();
+            QTRY_VERIFY_WITH_TIMEOUT(first->result.startsWith(QLatin1String("partial")), kBound);
+            first->requests.stop();
+            QVERIFY(first->stopped && !first->processing);
+        } else {
+            first->close();
+            QTRY_VERIFY(first.isNull());
+        }
+        if (stage == QLatin1String("recognising"))
+            m_ocr->release(40);
+
+        QTRY_COMPARE_WITH_TIMEOUT(second->result, "partial " + recognised, kBound);
+        QCOMPARE(m_rig->promptInput(-1), recognised);
+        m_rig->server.releaseHeld();
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::Done, kBound);
+        QVERIFY(!second->processing && !second->stopped);
+    }
+
+    // A new session ends the run of a pinned window it leaves open, and the window is told: it shows that it
+    // was stopped, never a request running for good, sends nothing by itself, and takes Enter again.
+    void newSessionStopsPinnedWindowsVisibly_data()
+    {
+        QTest::addColumn<QString>("stage"); // of the pinned window's run when the next session starts
+        QTest::newRow("streaming") << "streaming";
+        QTest::newRow("pause before the request") << "pause";
+        QTest::newRow("recognising") << "recognising";
+    }
+
+    void newSessionStopsPinnedWindowsVisibly()
+    {
+        QFETCH(QString, stage);
+        m_rig->answerByText();
+        ConfigManager::instance()->setPinOverlayByDefault(true);
+        const QString text = QStringLiteral("slow text of A");
+        QPointer<FakeView> pinned;
+        if (stage == QLatin1String("streaming")) {
+            copyAnswers(text);
+            pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            QVERIFY(pinned);
+            QTRY_COMPARE_WITH_TIMEOUT(pinned->result, "partial " + text, kBound);
+        } else {
+            m_ocr->answer = text;
+            m_ocr->hold(40);
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+            emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+            pinned = current();
+            QVERIFY(pinned && pinned->pinned && pinned->presented);
+            if (stage == QLatin1String("pause")) {
+                m_ocr->release(40);
+                QTRY_COMPARE_WITH_TIMEOUT(pinned->source, text, kBound);
+            }
+        }
+
+        copyAnswers(QStringLiteral("text of B"));
+        QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
+        FakeView *next = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(next && next != pinned && pinned);
+        if (stage == QLatin1String("recognising"))
+            m_ocr->release(40);
+        QTRY_VERIFY_WITH_TIMEOUT(pinned->stopped && !pinned->processing, kBound);
+        QCOMPARE(pinned->source, text);
+        QTRY_COMPARE_WITH_TIMEOUT(next->result, QStringLiteral("answer to text of B"), kBound);
+        QVERIFY(!requests.wait(1500)); // past the pause: the stopped window sent nothing
+        const int before = m_rig->server.requestCount();
+        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("text of B"));
+
+        pinned->requests.translate(QStringLiteral("text of A, sent again"));
+        QTRY_COMPARE_WITH_TIMEOUT(pinned->result, QStringLiteral("answer to text of A, sent again"), kBound);
+        QCOMPARE(m_rig->server.requestCount(), before + 1);
+    }
+
+    // An answer that arrives after its run was replaced is dropped, whichever arrives first: a capture the
+    // selector gives up late, the recognition of an earlier capture before or after the next one's.
+    void lateAnswersAreDropped_data()
+    {
+        QTest::addColumn<QString>("late");
+        QTest::newRow("capture cancelled during the next session") << "capture";
+        QTest::newRow("earlier recognition queued first") << "recognition first";
+        QTest::newRow("earlier recognition last") << "recognition last";
+    }
+
+    void lateAnswersAreDropped()
+    {
+        QFETCH(QString, late);
+        m_rig->answerByText();
+        FakeView *window = nullptr;
+        QString expected;
+        if (late == QLatin1String("capture")) {
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+            copyAnswers(QStringLiteral("slow text"));
+            window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            QVERIFY(window);
+            QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial slow text"), kBound);
+            emit m_rig->capture.captureCancelled();
+            QCoreApplication::processEvents();
+            expected = QStringLiteral("slow text");
+        } else {
+            m_ocr->answers = {{40, QStringLiteral("text of the first capture")},
+                              {60, QStringLiteral("text of the second capture")}};
+            m_ocr->hold(40);
+            m_ocr->hold(60);
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+            emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+            if (late == QLatin1String("recognition first")) {
+                // Its result is queued before the next capture is done, and only then delivered.
+                m_ocr->release(40);
+                QThreadPool::globalInstance()->waitForDone();
+            }
+            emit m_rig->capture.captureDone(QImage(60, 20, QImage::Format_RGB32));
+            window = current();
+            m_ocr->release(60);
+            QTRY_COMPARE_WITH_TIMEOUT(window->source, QStringLiteral("text of the second capture"), kBound);
+            if (late == QLatin1String("recognition last")) {
+                m_ocr->release(40);
+                QThreadPool::globalInstance()->waitForDone();
+                QCoreApplication::processEvents();
+            }
+            expected = QStringLiteral("text of the second capture");
+        }
+        QVERIFY(window == current());
+        m_rig->server.releaseHeld();
+        QTRY_VERIFY_WITH_TIMEOUT(window->result.endsWith(expected) && !window->processing, kBound);
+        QCOMPARE(window->source, expected);
+        QCOMPARE(m_rig->server.requestCount(), 1);
+        QCOMPARE(m_rig->promptInput(), expected);
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::Done, kBound);
+    }
+
+    // Once the read is over the clipboard is the user's again: a copy they make at once stays, and where no
+    // keystroke could be sent the clipboard is not even rewritten.
+    void clipboardIsTheUsersAfterRead_data()
+    {
+        QTest::addColumn<bool>("sent");
+        QTest::newRow("the user copies right after the read") << true;
+        QTest::newRow("no keystroke sent") << false;
+    }
+
+    void clipboardIsTheUsersAfterRead()
+    {
+        QFETCH(bool, sent);
+        setClipboard({{"text/plain", "copied before"}});
+        if (sent)
+            copyAnswers(QStringLiteral("the selection"));
+        else
+            setCopy([] { return false; });
+        QSignalSpy changes(QGuiApplication::clipboard(), &QClipboard::dataChanged);
+        FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QVERIFY(window);
+        if (!sent) {
+            QCOMPARE(changes.size(), 0);
+            return;
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
+        setClipboard({{"text/plain", "the user's next copy"}});
+        QCoreApplication::processEvents();
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("the user's next copy"));
     }
 
     void missingPermissionOpensNoWindow()

@@ -1,6 +1,7 @@
 #include "ai/ActionService.h"
 
 #include "ai/ILLMClient.h"
+#include "ai/InputLimit.h"
 #include "config/ConfigManager.h"
 #include "log/LogCategories.h"
 
@@ -55,8 +56,10 @@ QString ActionService::actionName(ActionType type)
     return key ? QString::fromLatin1(key) : QString::number(int(type));
 }
 
-QString ActionService::buildPrompt(ActionType type, const QString &text) const
+QString ActionService::buildPrompt(ActionType type, const QString &input) const
 {
+    // Whatever the caller passes, no more than the window shows and the model can take is sent.
+    const QString text = vontrelBoundInput(input).text;
     switch (type) {
     case Translate:
         return buildTranslatePrompt(text);

@@ -28,7 +28,8 @@ public:
     // Text of the last failure of executeAction; empty after a success.
     QString lastError() const { return m_lastError; }
 
-    // The prompt for the action; empty for an unknown type (never send an empty prompt).
+    // The prompt for the action, with the text cut to the input limit (InputLimit.h); empty for an unknown
+    // type (never send an empty prompt).
     QString buildPrompt(ActionType type, const QString &text) const;
     // Blocking: the model's answer, or empty with lastError() set. Runs the calling thread's event loop.
     QString executeAction(ActionType type, const QString &text);

@@ -12,7 +12,8 @@
 
 namespace {
 
-const QByteArray kDataPrefix = QByteArrayLiteral("data: ");
+// The event-stream format allows a blank after the field's colon or none; compact streams leave it out.
+const QByteArray kDataPrefix = QByteArrayLiteral("data:");
 const QByteArray kEventPrefix = QByteArrayLiteral("event:");
 const QByteArray kDoneMarker = QByteArrayLiteral("[DONE]");
 // A service that sends nothing but garbage would otherwise write one warning per line into the log.
@@ -238,6 +239,8 @@ bool EventStreamParser::handleLine(const char *begin, const char *end, const Pie
         return true;
     m_sawData = true;
     const char *payload = begin + kDataPrefix.size();
+    while (payload < end && isBlank(*payload))
+        ++payload;
     const size_t length = size_t(end - payload);
     if (QByteArrayView(payload, qsizetype(length)) == kDoneMarker) {
         m_sawEnd = true;

@@ -8,7 +8,7 @@
 #include <functional>
 
 // Reads the body of a chat-completions event stream: splits it into lines (LF, CRLF or a bare CR), takes the
-// "data: " lines and hands on their content pieces. Knows nothing of the network, so tests and benchmarks can
+// "data:" lines and hands on their content pieces. Knows nothing of the network, so tests and benchmarks can
 // drive it byte by byte.
 class EventStreamParser
 {
@@ -31,7 +31,7 @@ public:
     bool failed() const { return m_failed; }
     // The service's own text for the error, possibly empty.
     QString errorMessage() const { return m_errorMessage; }
-    // A "data: " line of any kind ("[DONE]" included) was seen.
+    // A "data:" line of any kind ("[DONE]" included) was seen.
     bool sawData() const { return m_sawData; }
     // The service marked the answer as complete: "[DONE]" or a finish reason.
     bool sawEnd() const { return m_sawEnd; }

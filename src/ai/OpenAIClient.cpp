@@ -4,6 +4,7 @@
 #include "ai/ChatRequest.h"
 #include "ai/ConnectionWarmUp.h"
 #include "ai/ProviderErrors.h"
+#include "ai/StreamBody.h"
 #include "log/LogCategories.h"
 
 #include <QDebug>
@@ -20,22 +21,11 @@ namespace {
 const char kStreamIdProperty[] = "streamId";
 // The configured address; the reply's own URL already names the redirect's target when it asks.
 const char kOriginProperty[] = "configuredUrl";
-constexpr qsizetype kMaxKeptBodyBytes = ProviderErrors::kMaxKeptBodyBytes;
 constexpr qint64 kReadAheadBytes = 256 * 1024;
 
 QString secondsText(int ms)
 {
     return QLocale::c().toString(ms / 1000.0, 'g', 3);
-}
-
-// The media type alone, without parameters such as the charset.
-QString contentTypeOf(const QNetworkReply *reply)
-{
-    return reply->header(QNetworkRequest::ContentTypeHeader)
-        .toString()
-        .section(u';', 0, 0)
-        .trimmed()
-        .toLower();
 }
 
 int httpStatusOf(const QNetworkReply *reply)
@@ -94,9 +84,7 @@ void OpenAIClient::completeStreaming(const QString &prompt)
     m_lastError.clear();
     m_parser.reset();
     m_fullResponse.clear();
-    m_bodyBytes = 0;
-    m_bodyHead.clear();
-    m_contentType.clear();
+    m_body.reset();
 
     if (!isConfigured()) {
         m_lastError = tr("API not configured. Please set API URL and key in config.");
@@ -213,26 +201,23 @@ void OpenAIClient::onReadyRead()
         return;
     m_idleTimer.start(m_limits.idleMs);
     const QByteArray data = reply->readAll();
-    m_bodyBytes += data.size();
-    const int status = httpStatusOf(reply);
-    if (status >= 300) {
+    m_body.count(data.size());
+    if (httpStatusOf(reply) >= 300) {
         // An error body is read for the provider's message when the reply ends, never as events.
-        if (m_bodyHead.size() < kMaxKeptBodyBytes)
-            m_bodyHead += data.left(kMaxKeptBodyBytes - m_bodyHead.size());
+        m_body.keepHead(data);
         return;
     }
-    if (m_bodyBytes > m_limits.maxBodyBytes) {
+    if (m_body.bytes() > m_limits.maxBodyBytes) {
         // What fits is still shown, so the user keeps the answer up to the limit.
         const quint64 streamId = m_streamId;
-        processSSEData(data.first(data.size() - (m_bodyBytes - m_limits.maxBodyBytes)));
+        processSSEData(data.first(data.size() - (m_body.bytes() - m_limits.maxBodyBytes)));
         if (streamId == m_streamId && m_lastError.isEmpty())
             failStream(ProviderErrors::bodyLimitText(m_limits.maxBodyBytes));
         return;
     }
-    if (m_contentType.isEmpty())
-        m_contentType = contentTypeOf(reply);
-    if (!m_parser.sawData() && m_bodyHead.size() < kMaxKeptBodyBytes)
-        m_bodyHead += data.left(kMaxKeptBodyBytes - m_bodyHead.size());
+    m_body.noteContentType(reply);
+    if (!m_parser.sawData())
+        m_body.keepHead(data);
     processSSEData(data);
 }
 
@@ -245,42 +230,34 @@ void OpenAIClient::onStreamFinished()
     const int status = httpStatusOf(reply);
     const QString networkText = reply->errorString();
     QByteArray rest = reply->readAll();
-    if (m_contentType.isEmpty())
-        m_contentType = contentTypeOf(reply);
+    m_body.noteContentType(reply);
     dropReply(reply, false);
     m_currentReply = nullptr;
     stopTimers();
-    m_bodyBytes += rest.size();
+    m_body.count(rest.size());
     if (status >= 300) {
         // A redirect that was not followed, or a status the toolkit does not count as an error.
-        failStream(errors().httpErrorText(status, m_bodyHead + rest.left(kMaxKeptBodyBytes), networkText));
+        m_body.keepHead(rest);
+        failStream(errors().httpErrorText(status, m_body.head(), networkText));
         return;
     }
-    if (!m_parser.sawData() && m_bodyHead.size() < kMaxKeptBodyBytes)
-        m_bodyHead += rest.left(kMaxKeptBodyBytes - m_bodyHead.size());
+    if (!m_parser.sawData())
+        m_body.keepHead(rest);
     if (!rest.isEmpty())
         processSSEData(rest);
     if (streamId != m_streamId || !m_lastError.isEmpty())
         return; // cancelled or replaced by a receiver of the last pieces, or failed: already reported
-    if (!m_parser.sawData()) {
-        // Some services ignore "stream" and send the whole completion at once: it is still the answer.
-        QString problem;
-        const QString whole =
-            m_bodyBytes == m_bodyHead.size() && m_contentType.contains(QLatin1String("json"))
-                ? vontrelCompletionContent(m_bodyHead, errors(), &problem)
-                : QString();
-        if (whole.isEmpty()) {
-            failStream(errors().notAnEventStreamText(m_bodyHead, m_bodyBytes, m_contentType));
-            return;
-        }
+    QString whole;
+    if (const QString problem = m_body.endProblem(m_parser, errors(), &whole); !problem.isEmpty()) {
+        failStream(problem);
+        return;
+    }
+    if (!whole.isEmpty()) {
         qCInfo(lcAi).noquote() << "OpenAIClient: the service sent the whole answer at once, not streamed";
         m_fullResponse = whole;
         emit streamingChunk(whole);
         if (streamId != m_streamId)
             return;
-    } else if (m_parser.hasIncompleteLine() && !m_parser.sawEnd()) {
-        failStream(tr("The connection was closed in the middle of the answer; the answer is incomplete."));
-        return;
     }
     qCDebug(lcAi).noquote() << "OpenAIClient: streamingFinished streamId =" << m_streamId
                             << "fullLen =" << m_fullResponse.size();
@@ -298,7 +275,8 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
     const QString errorText = errors().redacted(reply->errorString());
     const QUrl url = reply->url();
     const int httpStatus = httpStatusOf(reply);
-    const QByteArray body = httpStatus >= 300 ? m_bodyHead + reply->read(kMaxKeptBodyBytes) : QByteArray();
+    if (httpStatus >= 300)
+        m_body.keepHead(reply->read(ProviderErrors::kMaxKeptBodyBytes));
     reply->deleteLater();
 
     if (code == QNetworkReply::OperationCanceledError) {
@@ -306,8 +284,8 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
         return;
     }
     if (httpStatus >= 300) {
-        m_lastError = errors().httpErrorText(httpStatus, body, errorText);
-    } else if (code == QNetworkReply::RemoteHostClosedError && m_bodyBytes > 0) {
+        m_lastError = errors().httpErrorText(httpStatus, m_body.head(), errorText);
+    } else if (code == QNetworkReply::RemoteHostClosedError && m_body.bytes() > 0) {
         // Servers that close instead of ending the body properly are common; once the answer said it was
         // complete, the close loses nothing.
         if (m_parser.sawEnd() && !m_parser.failed()) {
@@ -316,7 +294,7 @@ void OpenAIClient::onStreamError(QNetworkReply::NetworkError code)
             emit streamingFinished(m_fullResponse);
             return;
         }
-        m_lastError = tr("The connection was closed in the middle of the answer; the answer is incomplete.");
+        m_lastError = StreamBody::cutOffText();
     } else
         m_lastError = tr("Network error: %1").arg(errorText);
     qCWarning(lcAi).noquote() << "OpenAIClient: streamingError streamId =" << m_streamId << "error =" << code

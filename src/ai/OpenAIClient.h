@@ -2,6 +2,7 @@
 
 #include "ai/EventStreamParser.h"
 #include "ai/ILLMClient.h"
+#include "ai/StreamBody.h"
 
 #include <QByteArray>
 #include <QNetworkReply>
@@ -106,7 +107,5 @@ private:
     Limits m_limits;
     QTimer m_idleTimer;
     QTimer m_totalTimer;
-    qsizetype m_bodyBytes = 0;
-    QString m_contentType;
-    QByteArray m_bodyHead; // the first bytes, to say what came back when it was not an event stream
+    StreamBody m_body;
 };

@@ -1,20 +1,19 @@
 #include "app/DebugLog.h"
 
 #include "log/LogCategories.h"
+#include "platform/RuntimeFolder.h"
 
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
-#include <QStandardPaths>
 #include <QTextStream>
 
 QString debugLogPath()
 {
-    const QString dir = QStandardPaths::writableLocation(QStandardPaths::TempLocation);
+    const QString dir = vontrelRuntimeFolder();
     if (dir.isEmpty())
         return {};
-    QDir().mkpath(dir);
     return QDir(dir).filePath(QStringLiteral("vontrel-debug.log"));
 }
 
@@ -24,13 +23,12 @@ void appendDebugLog(const QString &message)
     if (path.isEmpty())
         return;
     // Opened and closed for every line, so the file is complete even if the process dies right after.
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        qCWarning(lcApp).noquote() << "Failed to write debug log:" << path;
+    QFile file;
+    QString error;
+    if (!vontrelOpenPrivateFileForAppend(file, path, &error)) {
+        qCWarning(lcApp).noquote() << "Failed to write debug log:" << path << "-" << error;
         return;
     }
-    // Whatever mode an older run left, the log is the user's alone.
-    file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QTextStream out(&file);
     out << QDateTime::currentDateTime().toString(Qt::ISODate) << ' ' << message << '\n';
 }

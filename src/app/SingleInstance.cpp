@@ -1,6 +1,7 @@
 #include "app/SingleInstance.h"
 
 #include "log/LogCategories.h"
+#include "platform/RuntimeFolder.h"
 
 #include <QDebug>
 #include <QDir>
@@ -9,7 +10,6 @@
 #include <QLocalSocket>
 #include <QLockFile>
 #include <QRegularExpression>
-#include <QStandardPaths>
 #include <QThread>
 #include <QTimer>
 
@@ -46,13 +46,13 @@ QString displayKey()
     return display.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9_-]")), QStringLiteral("_"));
 }
 
-// The runtime folder belongs to the user alone (Qt checks its owner and mode), which makes the names below
-// per user without putting the user's name into them.
+// The runtime folder belongs to the user alone, which makes the names below per user without putting the
+// user's name into them, and keeps anyone else from taking them. Without one there is no path (and no check).
 QString instancePath(const char *suffix)
 {
-    QString dir = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    const QString dir = vontrelRuntimeFolder();
     if (dir.isEmpty())
-        dir = QDir::tempPath();
+        return QString();
     return QDir(dir).filePath(QStringLiteral("vontrel-%1.%2").arg(displayKey(), QLatin1String(suffix)));
 }
 

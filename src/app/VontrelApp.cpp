@@ -140,6 +140,8 @@ void VontrelApp::onSessionError(const QString &message)
 void VontrelApp::completeConfiguration()
 {
     ConfigManager *config = ConfigManager::instance();
+    // Before the load: what it finds about the file is held until someone listens, and must not be lost.
+    connect(config, &ConfigManager::userNotice, m_notifier, &Notifier::warn);
     config->load();
 
     LanguageManager::instance()->applyLanguage(config->uiLanguage());
@@ -157,6 +159,8 @@ void VontrelApp::completeConfiguration()
         const QString path = ConfigManager::configFilePath();
         qCWarning(lcApp).noquote() << "API key not configured. Please edit:" << path;
         config->save();
+        // A settings file kept aside explains the missing key: its notice comes first.
+        config->deliverNotices();
         m_notifier->warn(
             QObject::tr("Configuration Required"),
             QObject::tr("Please configure your API key in:\n%1\n\nThen restart the application.").arg(path));
@@ -232,7 +236,6 @@ void VontrelApp::start()
     ConfigManager *config = ConfigManager::instance();
     connect(config, &ConfigManager::configChanged, this,
             [this, config] { m_actionService->setTargetLanguage(config->targetLanguage()); });
-    connect(config, &ConfigManager::userNotice, m_notifier, &Notifier::warn);
     connect(m_preferencesWindow.get(), &PreferencesWindow::hotkeyEditingChanged, m_hotkeys.get(),
             &HotkeyRegistrar::onEditingChanged);
     connect(m_preferencesWindow.get(), &PreferencesWindow::hotkeysChanged, m_hotkeys.get(),

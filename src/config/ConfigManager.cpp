@@ -1,6 +1,7 @@
 #include "config/ConfigManager.h"
 
 #include "log/LogCategories.h"
+#include "platform/SafeFile.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -10,7 +11,7 @@
 #include <QJsonObject>
 #include <QJsonParseError>
 #include <QLocale>
-#include <QSaveFile>
+#include <QMetaMethod>
 #include <QStandardPaths>
 
 namespace {
@@ -35,6 +36,11 @@ const char kDefaultSystemPrompt[] =
 constexpr QFileDevice::Permissions kPrivateFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 constexpr QFileDevice::Permissions kPrivateDir =
     QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+constexpr QFileDevice::Permissions kOthers = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
+                                             QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                             QFileDevice::WriteOther | QFileDevice::ExeOther;
+// Far beyond any settings file; a larger one is not read into memory.
+constexpr qsizetype kMaxFileBytes = 16 * 1024 * 1024;
 
 QKeySequence keySequenceFromPortableText(const QString &text)
 {
@@ -168,22 +174,39 @@ QString ConfigManager::defaultTargetLanguageForLocale(const QLocale &locale)
 
 bool ConfigManager::load()
 {
+    m_lastError.clear();
     const QString path = configFilePath();
-    QFile file(path);
-    if (!file.exists()) {
+    QByteArray bytes;
+    QString problem;
+    switch (vontrelReadRegularFile(path, kMaxFileBytes, &bytes, &problem)) {
+    case FileRead::Missing:
         qCInfo(lcConfig).noquote() << "ConfigManager: Config file does not exist, using defaults";
         return true;
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
-        qCWarning(lcConfig).noquote() << "ConfigManager: Failed to open config file:" << path;
+    case FileRead::Refused:
+        // Something the user put there (a pipe, a device, a folder): never read, blocked on or replaced. This
+        // notice says it all; the saves it makes fail are only logged.
+        m_lastError = problem;
+        m_writeFailureReported = true;
+        qCWarning(lcConfig).noquote()
+            << "ConfigManager: Failed to open config file:" << path << "-" << problem;
+        notify(tr("Vontrel cannot use %1 for its settings (%2), so it started with default settings and will "
+                  "not save any.")
+                   .arg(path, problem));
         return false;
+    case FileRead::Failed:
+        m_lastError = problem;
+        qCWarning(lcConfig).noquote()
+            << "ConfigManager: Failed to open config file:" << path << "-" << problem;
+        return false;
+    case FileRead::Read:
+        break;
     }
-    const QByteArray bytes = file.readAll();
-    file.close();
+    makePrivate(path);
 
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
+        m_lastError = parseError.errorString();
         qCWarning(lcConfig).noquote()
             << "ConfigManager: Failed to parse config file:" << parseError.errorString();
         return false;
@@ -287,11 +310,47 @@ QJsonValue ConfigManager::fileValue(Key key) const
     return QJsonValue(QJsonValue::Undefined);
 }
 
+void ConfigManager::makePrivate(const QString &path)
+{
+    // A file from an older version or a hand copy may be readable by others, and it holds the API key.
+    const QFileDevice::Permissions permissions = QFile::permissions(path);
+    if (!(permissions & kOthers))
+        return;
+    if (QFile::setPermissions(path, permissions & ~kOthers))
+        qCInfo(lcConfig).noquote() << "ConfigManager: Made config file readable by its owner alone:" << path;
+    else
+        qCWarning(lcConfig).noquote() << "ConfigManager: Could not make config file private:" << path;
+}
+
 void ConfigManager::notify(const QString &text)
 {
+    m_pendingNotices.append(text);
+    scheduleNotices();
+}
+
+void ConfigManager::scheduleNotices()
+{
+    // From the event loop, and only once someone listens: start-up loads the file before it can connect.
+    static const QMetaMethod signal = QMetaMethod::fromSignal(&ConfigManager::userNotice);
+    if (m_noticesScheduled || m_pendingNotices.isEmpty() || !isSignalConnected(signal))
+        return;
+    m_noticesScheduled = true;
+    QMetaObject::invokeMethod(this, &ConfigManager::deliverNotices, Qt::QueuedConnection);
+}
+
+void ConfigManager::deliverNotices()
+{
+    m_noticesScheduled = false;
+    static const QMetaMethod signal = QMetaMethod::fromSignal(&ConfigManager::userNotice);
     const QString title = tr("Vontrel Settings");
-    QMetaObject::invokeMethod(
-        this, [this, title, text] { emit userNotice(title, text); }, Qt::QueuedConnection);
+    while (!m_pendingNotices.isEmpty() && isSignalConnected(signal))
+        emit userNotice(title, m_pendingNotices.takeFirst());
+}
+
+void ConfigManager::connectNotify(const QMetaMethod &signal)
+{
+    if (signal == QMetaMethod::fromSignal(&ConfigManager::userNotice))
+        scheduleNotices();
 }
 
 QString ConfigManager::keepUnreadableFile(const QString &path)
@@ -332,20 +391,24 @@ bool ConfigManager::save()
     // Start from what is on disk now: another instance, vontrel-cli or a text editor may have changed it
     // since it was loaded, and keys this version does not know are the user's too.
     QJsonObject root;
-    const QFileInfo info(path);
-    if (info.exists() && info.isFile()) {
-        QFile file(path);
-        QJsonParseError parseError{};
-        QJsonDocument document;
-        if (file.open(QIODevice::ReadOnly))
-            document = QJsonDocument::fromJson(file.readAll(), &parseError);
-        file.close();
-        if (document.isObject()) {
+    QByteArray current;
+    QString problem;
+    switch (vontrelReadRegularFile(path, kMaxFileBytes, &current, &problem)) {
+    case FileRead::Missing:
+        break;
+    case FileRead::Refused:
+        // Not a settings file, and not Vontrel's to replace.
+        reportWriteFailure(path, problem);
+        return false;
+    case FileRead::Failed:
+    case FileRead::Read:
+        if (const QJsonDocument document = QJsonDocument::fromJson(current); document.isObject()) {
             root = document.object();
         } else if (keepUnreadableFile(path).isEmpty()) {
             reportWriteFailure(path, tr("the unreadable file could not be kept aside"));
             return false;
         }
+        break;
     }
 
     for (int key = 0; key < KeyCount; ++key) {
@@ -371,15 +434,10 @@ bool ConfigManager::save()
     }
     const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
 
-    // Written beside the target and renamed over it, so a crash or a full disk never leaves half a file.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        reportWriteFailure(path, file.errorString());
-        return false;
-    }
-    file.setPermissions(kPrivateFile);
-    if (file.write(bytes) != bytes.size() || !file.commit()) {
-        reportWriteFailure(path, file.errorString());
+    // Written beside the target and renamed over it once all of it is on the disk, so a crash or a full disk
+    // never leaves half a file, or an empty one.
+    if (!vontrelWriteFileWhole(path, bytes, kPrivateFile, &problem)) {
+        reportWriteFailure(path, problem);
         return false;
     }
     m_dirty.reset();

@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <bitset>
 
@@ -28,12 +29,17 @@ public:
     static QString defaultModel();
     static QString defaultSystemPrompt();
 
-    // Reads the file into the fields. False when it exists but cannot be read or parsed (fields unchanged).
-    // A value of the wrong type empties its field and is reported through userNotice().
+    // Reads the file into the fields and makes it readable by its owner alone. False when it exists but
+    // cannot be read or parsed, or is not a regular file (fields unchanged; lastError() says why). A value of
+    // the wrong type empties its field and is reported through userNotice().
     bool load();
-    // Writes the changed fields, and those the file lacks, over the file's current contents. A file that
-    // cannot be read or parsed is first kept beside it. False when nothing could be written: the values stay
-    // in memory and are written by the next successful save.
+    // Why the last load() failed; empty after a successful one.
+    QString lastError() const { return m_lastError; }
+    // Writes the changed fields, and those the file lacks, over the file's current contents, replacing the
+    // file only once all of it is written. A file that cannot be read or parsed is first kept beside it;
+    // anything but a regular file at the path is left alone. False when nothing could be written: the old
+    // file stays, the values stay in memory and are written by the next successful save, and the user is told
+    // once.
     bool save();
 
     QString apiUrl() const { return m_apiUrl; }
@@ -64,8 +70,16 @@ public:
 signals:
     void configChanged();
     // Something about the file the user has to know: a kept unreadable file, ignored values, a failed write.
-    // Each problem is reported once, from the event loop, so that start-up can connect before it arrives.
+    // Each problem is reported once, from the event loop, and held back until something is connected, so
+    // that what start-up finds before it listens is not lost.
     void userNotice(const QString &title, const QString &text);
+
+public:
+    // Emits the notices held back, now, when something is connected (start-up: before its own first box).
+    void deliverNotices();
+
+protected:
+    void connectNotify(const QMetaMethod &signal) override;
 
 private:
     enum Key {
@@ -92,6 +106,8 @@ private:
     QString keepUnreadableFile(const QString &path);
     void reportWriteFailure(const QString &path, const QString &reason);
     void notify(const QString &text);
+    void scheduleNotices();
+    static void makePrivate(const QString &path);
 
     QString m_apiUrl;
     QString m_apiKey;
@@ -108,4 +124,7 @@ private:
     std::bitset<KeyCount> m_dirty;
     // A failed write is reported once until a write succeeds again.
     bool m_writeFailureReported = false;
+    QString m_lastError;
+    QStringList m_pendingNotices;
+    bool m_noticesScheduled = false;
 };

@@ -1,5 +1,6 @@
 #include "FakeLLMClient.h"
 #include "ai/ActionService.h"
+#include "ai/InputLimit.h"
 #include "config/ConfigManager.h"
 
 #include <QTest>
@@ -56,6 +57,42 @@ private slots:
                      qPrintable(prompt));
         else
             QCOMPARE(prompt.left(head), instructions);
+    }
+
+    // Text beyond the limit is cut where a reader would end it: after a line or a word near the limit, never
+    // inside a character; the prompt carries exactly the kept part.
+    void inputLimit_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("kept");
+        const QString smile = QStringLiteral("\U0001F642");
+        QTest::newRow("fits exactly") << "abcdefghij"
+                                      << "abcdefghij";
+        QTest::newRow("no break near the end") << "abcdefghijk"
+                                               << "abcdefghij";
+        QTest::newRow("character of two units at the limit")
+            << QStringLiteral("abcdefghi") + smile << "abcdefghi";
+        QTest::newRow("after the last line")
+            << QString(96, 'a') + "\n" + QString(20, 'b') << QString(96, 'a') + "\n";
+        QTest::newRow("after the last word") << QString(99, 'a') + " bb" << QString(99, 'a') + " ";
+        QTest::newRow("line break too far back")
+            << QString(10, 'a') + "\n" + QString(200, 'b') << QString(10, 'a') + "\n" + QString(89, 'b');
+    }
+
+    void inputLimit()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, kept);
+        const qsizetype limit = text.size() > 20 ? 100 : 10;
+        const BoundedInput input = vontrelBoundInput(text, limit);
+        QCOMPARE(input.text, kept);
+        QCOMPARE(input.originalLength, text.size());
+        QCOMPARE(input.isCut(), kept.size() < text.size());
+
+        ActionService service(nullptr);
+        const QString huge = QString(3 * kVontrelMaxInputChars, QLatin1Char('x'));
+        QVERIFY(service.buildPrompt(ActionService::Cleanup, huge)
+                    .endsWith("\n\nInput:\n" + vontrelBoundInput(huge).text));
     }
 
     void executeAction_data()

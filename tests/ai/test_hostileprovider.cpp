@@ -100,8 +100,25 @@ private slots:
                                  "\n\ndata: ")
                    .closeConnection()
             << "Hello" << QString();
+        // Without "[DONE]" or a finish reason the answer is incomplete, however the connection ended: a reset
+        // or a broken chunk-size line looks to the network layer just like a proper end.
         QTest::newRow("no [DONE], body ends properly")
-            << ScriptedResponse::sse().send(hello) << "Hello" << QString();
+            << ScriptedResponse::sse().send(hello) << "Hello" << kCutOff;
+        QTest::newRow("no framing, closed between events")
+            << ScriptedResponse::sse().withoutFraming().send(hello).closeConnection() << "Hello" << kCutOff;
+        QTest::newRow("no framing, reset between events")
+            << ScriptedResponse::sse().withoutFraming().send(hello).resetConnection() << "Hello" << kCutOff;
+        QTest::newRow("broken chunk-size line")
+            << ScriptedResponse::sse().send(hello).sendRaw("zz\r\n" + Sse::delta("more")) << "Hello"
+            << kCutOff;
+        QTest::newRow("no framing, complete, then closed")
+            << ScriptedResponse::sse().withoutFraming().send(Sse::stream({QStringLiteral("Hello")}))
+            << "Hello" << QString();
+        QTest::newRow("finish reason without [DONE]")
+            << ScriptedResponse::sse().send(hello +
+                                            R"(data:{"choices":[{"delta":{},"finish_reason":"length"}]})"
+                                            "\n\n")
+            << "Hello" << QString();
 
         QTest::newRow("html page") << ScriptedResponse::json(200, "<html><body>Please log in</body></html>")
                                           .setHeader("Content-Type", "text/html; charset=utf-8")

@@ -2,6 +2,7 @@
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
 #include "StreamRecorder.h"
+#include "ai/ConnectionWarmUp.h"
 #include "ai/OpenAIClient.h"
 
 #include <QCoreApplication>
@@ -98,12 +99,16 @@ private slots:
                           "data: {\"choices\":[{\"delta\":{\"content\":\"\"}}]}\n"
                           "data: {\"choices\":[]}\ndata: {\"usage\":{\"total_tokens\":3}}\n"
                           "data: {\"choices\":[{\"delta\":{\"content\":42}}]}\n") +
-                   Sse::delta("x") + Sse::delta("y")
+                   Sse::stream(xy)
             << 64 << xy;
-        QTest::newRow("no blank after colon, garbage, upper case skipped")
-            << ("data:{\"choices\":[{\"delta\":{\"content\":\"no\"}}]}\ndata: {not json\nDATA: " +
-                Sse::delta("no") + Sse::delta("x") + Sse::delta("y"))
-            << 64 << xy;
+        // Compact streams leave out the blank after the colon; "[DONE]" ends them all the same.
+        QTest::newRow("no blank after colon")
+            << QByteArray("data:{\"choices\":[{\"delta\":{\"content\":\"x\"}}]}\n"
+                          "data:\t{\"choices\":[{\"delta\":{\"content\":\"y\"}}]}\n"
+                          "data:[DONE]\n")
+            << 3 << xy;
+        QTest::newRow("garbage and upper case skipped")
+            << ("data: {not json\nDATA: " + Sse::delta("no") + "database: 1\n" + Sse::stream(xy)) << 64 << xy;
     }
 
     void streamsContentPieces()
@@ -245,6 +250,26 @@ private slots:
         QTEST(client.complete(QStringLiteral("p")), "answer");
         QVERIFY2(matches(client.lastError(), error), qPrintable(client.lastError()));
         QCOMPARE(streamingError.size(), 0);
+    }
+
+    // The warm-up dials the port the request will use; 443 for a plain http address would wait out the whole
+    // time-out wherever that port drops packets.
+    void warmUpDialsTheRequestsPort_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<int>("port");
+        QTest::newRow("http") << "http://llm.example/v1" << 80;
+        QTest::newRow("HTTP") << "HTTP://llm.example/v1" << 80;
+        QTest::newRow("https") << "https://llm.example/v1" << 443;
+        QTest::newRow("own port") << "http://llm.example:8080/v1" << 8080;
+    }
+
+    void warmUpDialsTheRequestsPort()
+    {
+        QFETCH(QString, url);
+        const WarmUpTarget target = vontrelWarmUpTarget(nullptr, QUrl(url));
+        QCOMPARE(target.host, QStringLiteral("llm.example"));
+        QTEST(int(target.port), "port");
     }
 
     // The event-stream parser on its own. CR LF split between two reads is one line ending: taken as two, the

@@ -262,6 +262,13 @@ private slots:
                 .arg(folder.filePath(kept.first()));
         QTRY_VERIFY2(app.shownMessages().contains(notice),
                      qPrintable(app.shownMessages().join(QLatin1Char('|'))));
+        // It explains the missing key, so it comes before the box that asks for one.
+        const QStringList shown = app.shownMessages();
+        const auto askForKey = std::find_if(shown.cbegin(), shown.cend(), [](const QString &message) {
+            return message.startsWith(QLatin1String("Configuration Required\n"));
+        });
+        QVERIFY2(askForKey != shown.cend() && askForKey - shown.cbegin() > shown.indexOf(notice),
+                 qPrintable(shown.join(QLatin1Char('|'))));
         QCOMPARE(QFileInfo(debugLogPath()).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
                  QFileDevice::Permissions());
     }

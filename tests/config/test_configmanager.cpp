@@ -1,5 +1,6 @@
 #include "TestEnv.h"
 #include "config/ConfigManager.h"
+#include "platform/SafeFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -7,8 +8,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -65,6 +72,12 @@ private slots:
         const QFileInfo dir(file.absolutePath());
         QCOMPARE(dir.permissions() & kOthers, QFileDevice::Permissions());
         QVERIFY(dir.permissions().testFlag(QFileDevice::ExeOwner));
+
+        // A file an older version or a hand copy left readable by others is closed at the next start.
+        QVERIFY(QFile::setPermissions(path,
+                                      file.permissions() | QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        QVERIFY(config()->load());
+        QCOMPARE(QFileInfo(path).permissions() & kOthers, QFileDevice::Permissions());
     }
 
     void roundTrip()
@@ -131,6 +144,18 @@ private slots:
         QVERIFY(notices.first().at(1).toString().endsWith(dir.filePath(kept.first())));
     }
 
+    // Start-up loads the file before it can listen; what the load finds reaches the first listener.
+    void noticesWaitForAListener()
+    {
+        QVERIFY(writeFile("{\"ai\": "));
+        QVERIFY(!config()->load());
+        config()->setModel(QStringLiteral("m"));
+        QCoreApplication::processEvents();
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
+        QTRY_COMPARE(notices.count(), 1);
+        QVERIFY(notices.first().at(1).toString().contains(QLatin1String("config.json.corrupt-")));
+    }
+
     void saveKeepsWhatOthersWrote()
     {
         QVERIFY(writeFile(R"({"ai": {"model": "mine", "temperature": 0.2}, "plugins": {"x": [1, 2]}})"));
@@ -185,46 +210,145 @@ private slots:
         QCOMPARE(notices.count(), 1);
     }
 
-    void writeFailureIsReported_data()
+    // A failed save keeps the old file as it was and leaves nothing beside it; the settings stay in effect,
+    // the user hears of it once with the file and the reason, and the next good save writes them all.
+    void writeFailureKeepsTheOldFile_data()
     {
-        QTest::addColumn<QString>("obstacle");
-        // Root ignores file modes, so the failures are made with things in the way instead.
-        QTest::newRow("directory where the file goes") << ConfigManager::configFilePath();
-        QTest::newRow("file where the folder goes")
-            << QFileInfo(ConfigManager::configFilePath()).absolutePath();
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<QString>("reason");
+        const QString full = qt_error_string(ENOSPC);
+        QTest::newRow("disk full at a write") << "write" << full;
+        QTest::newRow("disk full at the flush") << "flush" << full;
+        QTest::newRow("i/o error at the close") << "close" << qt_error_string(EIO);
+        QTest::newRow("rename refused") << "rename" << qt_error_string(EACCES);
+        // Root ignores file modes, so these are made with things in the way instead.
+        QTest::newRow("folder where the file goes") << "folder"
+                                                    << "it is a folder, not a file";
+        QTest::newRow("named pipe where the file goes") << "pipe"
+                                                        << "it is a named pipe, not a regular file";
+        QTest::newRow("file where the folder goes") << "file as folder" << QString();
     }
 
-    void writeFailureIsReported()
+    void writeFailureKeepsTheOldFile()
     {
-        QFETCH(QString, obstacle);
-        const QString folder = QFileInfo(ConfigManager::configFilePath()).absolutePath();
-        if (obstacle == folder) {
+        QFETCH(QString, failure);
+        QFETCH(QString, reason);
+        const QString path = ConfigManager::configFilePath();
+        const QString folder = QFileInfo(path).absolutePath();
+        config()->setApiKey(QStringLiteral("sk-old"));
+        const QByteArray old = readFile();
+        QVERIFY(old.contains("sk-old"));
+
+        if (failure == QLatin1String("folder")) {
+            QVERIFY(QFile::remove(path) && QDir().mkpath(path));
+        } else if (failure == QLatin1String("pipe")) {
+            QVERIFY(QFile::remove(path) && ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+        } else if (failure == QLatin1String("file as folder")) {
             QVERIFY(QDir(folder).removeRecursively());
-            QFile file(folder);
-            QVERIFY(file.open(QIODevice::WriteOnly));
+            QVERIFY(TestEnv::writeFile(folder, "x"));
         } else {
-            QVERIFY(QDir().mkpath(obstacle));
+            const WriteStep step = failure == QLatin1String("write")   ? WriteStep::Write
+                                   : failure == QLatin1String("flush") ? WriteStep::Flush
+                                   : failure == QLatin1String("close") ? WriteStep::Close
+                                                                       : WriteStep::Rename;
+            vontrelFailWritesForTesting(step, failure == QLatin1String("close")    ? EIO
+                                              : failure == QLatin1String("rename") ? EACCES
+                                                                                   : ENOSPC);
         }
         QSignalSpy changed(config(), &ConfigManager::configChanged);
         QSignalSpy notices(config(), &ConfigManager::userNotice);
-        config()->setApiKey(QStringLiteral("sk-x"));
+        config()->setApiKey(QStringLiteral("sk-new"));
         config()->setModel(QStringLiteral("m2"));
         QCOMPARE(changed.count(), 2);
-        QCOMPARE(config()->apiKey(), QStringLiteral("sk-x"));
+        QCOMPARE(config()->apiKey(), QStringLiteral("sk-new"));
         QTRY_COMPARE(notices.count(), 1);
         QCoreApplication::processEvents();
         QCOMPARE(notices.count(), 1);
-        QVERIFY(notices.first().at(1).toString().startsWith(
-            QStringLiteral("Vontrel could not save your settings to %1 (")
-                .arg(ConfigManager::configFilePath())));
+        const QString text = notices.first().at(1).toString();
+        QVERIFY2(text.startsWith(
+                     QStringLiteral("Vontrel could not save your settings to %1 (%2").arg(path, reason)),
+                 qPrintable(text));
+        if (QFileInfo(folder).isDir()) {
+            QStringList left = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
+            QCOMPARE(left, QStringList{QStringLiteral("config.json")});
+            if (QFileInfo(path).isFile())
+                QCOMPARE(readFile(), old);
+        }
 
         // Once the way is clear, the next save writes what the failed ones could not.
-        QVERIFY(obstacle == folder ? QFile::remove(folder) : QDir(obstacle).removeRecursively());
+        vontrelFailWritesForTesting(WriteStep::Write, 0);
+        if (failure == QLatin1String("file as folder"))
+            QVERIFY(QFile::remove(folder));
+        else if (QFileInfo(path).isDir())
+            QVERIFY(QDir(path).removeRecursively());
+        else if (!QFileInfo(path).isFile())
+            QVERIFY(QFile::remove(path));
         config()->setTargetLanguage(QStringLiteral("French"));
         const QJsonObject ai = readJson().value("ai").toObject();
-        QCOMPARE(ai.value("api_key").toString(), QStringLiteral("sk-x"));
+        QCOMPARE(ai.value("api_key").toString(), QStringLiteral("sk-new"));
         QCOMPARE(ai.value("model").toString(), QStringLiteral("m2"));
         QCOMPARE(ai.value("target_language").toString(), QStringLiteral("French"));
+    }
+
+    // The same on a real file system that is full, where the write itself fails (root only: it mounts one).
+    void fullDiskKeepsTheOldFile()
+    {
+        if (::geteuid() != 0)
+            QSKIP("mounting a small file system needs root");
+        QTemporaryDir mountPoint;
+        QProcess mount;
+        mount.start(QStringLiteral("mount"),
+                    {"-t", "tmpfs", "-o", "size=64k,mode=0700", "tmpfs", mountPoint.path()});
+        if (!mount.waitForFinished(20000) || mount.exitCode() != 0)
+            QSKIP(qPrintable(QStringLiteral("cannot mount a tmpfs here: ") + mount.readAllStandardError()));
+        const QByteArray home = qgetenv("XDG_CONFIG_HOME");
+        const auto restore = qScopeGuard([&] {
+            qputenv("XDG_CONFIG_HOME", home);
+            QProcess::execute(QStringLiteral("umount"), {mountPoint.path()});
+        });
+        qputenv("XDG_CONFIG_HOME", mountPoint.path().toUtf8());
+
+        config()->setApiKey(QStringLiteral("sk-precious"));
+        const QByteArray old = readFile();
+        QVERIFY(old.contains("sk-precious"));
+        // Fill what is left, so that not even a small settings file fits.
+        QFile filler(mountPoint.filePath(QStringLiteral("filler")));
+        QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        const QByteArray block(1024, 'x');
+        while (filler.write(block) == block.size()) {
+        }
+        filler.close();
+
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
+        config()->setSystemPrompt(QString(2000, QLatin1Char('p')));
+        QCOMPARE(readFile(), old);
+        QCOMPARE(config()->systemPrompt().size(), 2000);
+        QTRY_COMPARE(notices.count(), 1);
+        QVERIFY(notices.first().at(1).toString().contains(qt_error_string(ENOSPC)));
+        const QStringList left = QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath())
+                                     .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+        QCOMPARE(left, QStringList{QStringLiteral("config.json")});
+    }
+
+    // Anything but a regular file at the path is refused at once (a pipe would block a plain read for ever),
+    // said once, and left in place.
+    void notARegularFileIsRefused()
+    {
+        const QString path = ConfigManager::configFilePath();
+        QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
+        QVERIFY(!config()->load());
+        QCOMPARE(config()->lastError(), QStringLiteral("it is a named pipe, not a regular file"));
+        config()->setApiKey(QStringLiteral("sk-x"));
+        QTRY_COMPARE(notices.count(), 1);
+        QVERIFY2(notices.first().at(1).toString().contains(path),
+                 qPrintable(notices.first().at(1).toString()));
+        QCoreApplication::processEvents();
+        QCOMPARE(notices.count(), 1);
+        struct stat info
+        {};
+        QVERIFY(::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISFIFO(info.st_mode));
+        QVERIFY(QFile::remove(path));
     }
 
     void targetLanguageForLocale_data()

@@ -10,6 +10,10 @@
 
 #include <chrono>
 
+#ifdef Q_OS_UNIX
+#include <sys/socket.h>
+#endif
+
 QByteArray RecordedRequest::header(const QByteArray &name) const
 {
     for (const auto &[key, value] : headers) {
@@ -140,6 +144,8 @@ private:
             head += name + ": " + value + "\r\n";
         if (m_response.m_chunked) {
             head += "Transfer-Encoding: chunked\r\n";
+        } else if (!m_response.m_framed) {
+            head += "Connection: close\r\n";
         } else {
             qsizetype length = 0;
             for (const ScriptedResponse::Step &step : m_response.m_steps)
@@ -168,9 +174,16 @@ private:
                     return;
                 }
                 break;
+            case ScriptedResponse::Raw:
+                m_socket->write(step.bytes);
+                m_socket->flush();
+                break;
             case ScriptedResponse::Close:
                 m_socket->disconnectFromHost();
                 m_closed = true;
+                return;
+            case ScriptedResponse::Reset:
+                reset();
                 return;
             case ScriptedResponse::Pause:
                 QTimer::singleShot(step.ms, this, [this] { advance(); });
@@ -182,6 +195,11 @@ private:
         }
         if (m_closed)
             return;
+        if (!m_response.m_framed) {
+            m_socket->disconnectFromHost(); // the only way such a body ends
+            m_closed = true;
+            return;
+        }
         m_socket->write(m_response.m_chunked ? "0\r\n\r\n" : "");
         m_socket->flush();
         m_responding = false;
@@ -197,6 +215,20 @@ private:
         if (!std::exchange(m_firstPieceMarked, true))
             m_server->m_firstBodyWriteNs =
                 std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
+
+    // What is written reaches the client first; then the connection is dropped with a RST instead of a FIN.
+    void reset()
+    {
+        m_socket->waitForBytesWritten(1000);
+#ifdef Q_OS_UNIX
+        const linger dropAtOnce{1, 0};
+        ::setsockopt(int(m_socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &dropAtOnce,
+                     sizeof dropAtOnce);
+#endif
+        m_socket->abort();
+        m_closed = true;
+        deleteLater();
     }
 
     // Writes batches while the socket's buffer is low; false while copies remain.

@@ -36,6 +36,13 @@ public:
     static ScriptedResponse silent() { return sse(0); }
 
     ScriptedResponse &setHeader(const QByteArray &name, const QByteArray &value);
+    // Neither chunked nor with a length: the body ends where the connection does.
+    ScriptedResponse &withoutFraming()
+    {
+        m_chunked = false;
+        m_framed = false;
+        return *this;
+    }
     // One piece written at once (one HTTP chunk when chunked); empty pieces are skipped.
     ScriptedResponse &send(const QByteArray &bytes) { return bytes.isEmpty() ? *this : add(Write, bytes); }
     // Pieces of random size in [minPiece, maxPiece], pauseMs apart (none when negative); same seed, same
@@ -45,6 +52,9 @@ public:
     ScriptedResponse &pause(int ms) { return add(Pause, {}, ms); }
     ScriptedResponse &holdUntilReleased() { return add(Hold); } // until LoopbackHttpServer::releaseHeld()
     ScriptedResponse &closeConnection() { return add(Close); }  // FIN, as a server that ends too early
+    ScriptedResponse &resetConnection() { return add(Reset); }  // RST, as a dropped connection
+    // Written as they are, outside any chunk: a broken chunk-size line, say.
+    ScriptedResponse &sendRaw(const QByteArray &bytes) { return add(Raw, bytes); }
     // The bytes count times (forever when negative), written only as fast as the client reads them.
     ScriptedResponse &repeat(const QByteArray &bytes, qint64 count = -1)
     {
@@ -53,7 +63,7 @@ public:
 
 private:
     friend class LoopbackConnection;
-    enum StepKind { Write, Pause, Hold, Close, Repeat };
+    enum StepKind { Write, Pause, Hold, Close, Reset, Raw, Repeat };
     struct Step
     {
         StepKind kind;
@@ -69,6 +79,7 @@ private:
 
     int m_status = 200; // 0: no answer at all
     bool m_chunked = true;
+    bool m_framed = true;
     QList<QPair<QByteArray, QByteArray>> m_headers;
     QList<Step> m_steps;
 };

@@ -1,6 +1,7 @@
 #include "LoopbackHttpServer.h"
 #include "SseBuilder.h"
 #include "TestEnv.h"
+#include "ai/InputLimit.h"
 #include "config/ConfigManager.h"
 
 #include <QCoreApplication>
@@ -9,6 +10,8 @@
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -128,6 +131,49 @@ private slots:
         QVERIFY2(!QFile::exists(m_configPath), "the CLI must never write the settings");
     }
 
+    // A text beyond the input limit is cut, and the terminal says by how much; standard input is read to its
+    // end without being kept whole.
+    void longInputIsCut()
+    {
+        writeConfig();
+        m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
+        QByteArray input;
+        while (input.size() < 8 * 1024 * 1024)
+            input += "Zeile mit Grüßen\n"; // 17 characters, 19 bytes
+        start({}, input);
+        const CliResult result = finish();
+        QCOMPARE(result.exitCode, 0);
+        const qsizetype length = QString::fromUtf8(input).size();
+        const QString prompt = promptOf(m_server->requests().value(0));
+        const QString sent = prompt.mid(prompt.indexOf(QLatin1String("\n\nInput:\n")) + 9);
+        QVERIFY(sent.size() <= kVontrelMaxInputChars && sent.size() > kVontrelMaxInputChars - 17);
+        QVERIFY(sent.endsWith(QStringLiteral("Grüßen\n")) && QString::fromUtf8(input).startsWith(sent));
+        QCOMPARE(
+            QString::fromUtf8(result.err),
+            QStringLiteral("vontrel-cli: the text has %1 characters; only the first %2 are sent (the limit "
+                           "is %3 per request)\n")
+                .arg(length)
+                .arg(sent.size())
+                .arg(kVontrelMaxInputChars));
+    }
+
+    // Anything but a file at the settings path (a named pipe would block a plain read for ever) is refused
+    // at once with the reason; the options still make a working run.
+    void settingsPathIsNotAFile()
+    {
+        QVERIFY(::mkfifo(QFile::encodeName(m_configPath).constData(), 0600) == 0);
+        m_server->enqueue(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
+        start({"--api-url", m_server->baseUrl(), "--api-key", "k", "hi"});
+        const CliResult result = finish();
+        QFile::remove(m_configPath);
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(
+            QString::fromUtf8(result.err),
+            QStringLiteral("vontrel-cli: cannot read the settings in %1 (it is a named pipe, not a regular "
+                           "file); using the defaults and the options given\n")
+                .arg(m_configPath));
+    }
+
     // What the terminal shows when a translation fails: the text that came, then the reason, and the status.
     // The reasons themselves are the client's; here --timeout must reach both kinds of request, and input or
     // options that cannot work must fail before anything is sent.
@@ -145,6 +191,14 @@ private slots:
             << QList{ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased()}
             << QByteArray("Hello\n") << 1
             << "The provider sent nothing for 0.5 seconds; the answer is incomplete.";
+        QTest::newRow("stream cut between events")
+            << QStringList{"hi"} << true
+            << QList{ScriptedResponse::sse()
+                         .withoutFraming()
+                         .send(Sse::delta(QStringLiteral("Hello")))
+                         .resetConnection()}
+            << QByteArray("Hello\n") << 1
+            << "The connection was closed in the middle of the answer; the answer is incomplete.";
         QTest::newRow("blocking call stalls")
             << QStringList{"--blocking", "--timeout", "0.5", "hi"} << true
             << QList{ScriptedResponse::json(200, "").holdUntilReleased().send("{}")} << QByteArray() << 1

@@ -1,6 +1,7 @@
 #include "CliCommands.h"
 
 #include "ai/ActionService.h"
+#include "ai/InputLimit.h"
 #include "ai/OpenAIClient.h"
 #include "config/ConfigManager.h"
 
@@ -11,6 +12,7 @@
 #include <QLoggingCategory>
 #include <QTextStream>
 
+#include <cerrno>
 #include <cstdio>
 
 namespace {
@@ -35,6 +37,8 @@ const char kUsage[] =
     "  -h, --help          show this help\n"
     "  -v, --version       show the version\n"
     "\n"
+    "At most %2 characters of the text are sent; a longer text is cut, with a note on standard error.\n"
+    "\n"
     "The options apply to this run only; the settings file is never changed:\n"
     "  %1\n"
     "\n"
@@ -57,6 +61,34 @@ bool parseAction(const QString &name, ActionService::ActionType *type)
         *type = ActionService::Cleanup;
     else
         return false;
+    return true;
+}
+
+// Standard input to its end, keeping only the part the input limit lets through, so that a huge pipe costs no
+// memory. *length receives the whole input's length in characters (UTF-16 units, as the limit counts them).
+bool readStandardInput(QString *text, qsizetype *length)
+{
+    // UTF-8 takes at most 3 bytes for a UTF-16 unit: this many bytes always hold more than the limit.
+    constexpr qsizetype kKeptBytes = 3 * kVontrelMaxInputChars + 4;
+    QByteArray kept;
+    qsizetype restUnits = 0;
+    char buffer[64 * 1024];
+    for (;;) {
+        const size_t read = std::fread(buffer, 1, sizeof buffer, stdin);
+        if (read == 0)
+            break;
+        const size_t keep = size_t(qBound<qsizetype>(0, kKeptBytes - kept.size(), qsizetype(read)));
+        kept.append(buffer, qsizetype(keep));
+        // A lead byte starts a character; one of four bytes becomes two UTF-16 units.
+        for (size_t i = keep; i < read; ++i) {
+            const auto byte = static_cast<unsigned char>(buffer[i]);
+            restUnits += (byte & 0xC0) != 0x80 ? (byte >= 0xF0 ? 2 : 1) : 0;
+        }
+    }
+    if (std::ferror(stdin))
+        return false;
+    *text = QString::fromUtf8(kept);
+    *length = text->size() + restUnits;
     return true;
 }
 
@@ -110,7 +142,8 @@ int vontrelCliTranslate(const QStringList &arguments)
                         QStringLiteral("\nRun 'vontrel-cli translate --help' for the options."),
                     kCliExitUsage);
     if (parser.isSet(helpOption)) {
-        vontrelCliWriteOut(QString::fromUtf8(kUsage).arg(ConfigManager::configFilePath()));
+        vontrelCliWriteOut(
+            QString::fromUtf8(kUsage).arg(ConfigManager::configFilePath()).arg(kVontrelMaxInputChars));
         return 0;
     }
     if (parser.isSet(versionOption)) {
@@ -141,8 +174,8 @@ int vontrelCliTranslate(const QStringList &arguments)
     ConfigManager *config = ConfigManager::instance();
     const QString configPath = ConfigManager::configFilePath();
     if (!config->load()) {
-        QTextStream(stderr) << "vontrel-cli: cannot read the settings in " << configPath
-                            << "; using the defaults and the options given\n";
+        QTextStream(stderr) << "vontrel-cli: cannot read the settings in " << configPath << " ("
+                            << config->lastError() << "); using the defaults and the options given\n";
     }
     // Read only: the settings are overridden in memory for this run and never written back.
     const QString apiUrl = parser.isSet(urlOption) ? parser.value(urlOption) : config->apiUrl();
@@ -173,16 +206,26 @@ int vontrelCliTranslate(const QStringList &arguments)
 
     const QStringList positional = parser.positionalArguments();
     QString text;
+    qsizetype length = 0;
     if (positional.isEmpty() || positional == QStringList{QStringLiteral("-")}) {
-        QFile input;
-        if (!input.open(stdin, QIODevice::ReadOnly))
-            return fail(QStringLiteral("cannot read standard input: %1").arg(input.errorString()));
-        text = QString::fromUtf8(input.readAll());
+        if (!readStandardInput(&text, &length))
+            return fail(QStringLiteral("cannot read standard input: %1").arg(qt_error_string(errno)));
     } else {
         text = positional.join(QLatin1Char(' '));
+        length = text.size();
     }
     if (text.trimmed().isEmpty())
         return fail(QCoreApplication::translate("ActionService", "Input text is empty"));
+    const BoundedInput input = vontrelBoundInput(text);
+    if (input.text.size() < length) {
+        vontrelCliWriteError(
+            QStringLiteral("the text has %1 characters; only the first %2 are sent (the limit is "
+                           "%3 per request)")
+                .arg(length)
+                .arg(input.text.size())
+                .arg(kVontrelMaxInputChars));
+    }
+    text = input.text;
 
     OpenAIClient client(apiUrl, apiKey, model);
     OpenAIClient::Limits limits = client.limits();

@@ -129,6 +129,10 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>the unreadable file could not be kept aside</source>
         <translation>无法另存无法读取的文件</translation>
     </message>
+    <message>
+        <source>Vontrel cannot use %1 for its settings (%2), so it started with default settings and will not save any.</source>
+        <translation>Vontrel 无法使用 %1 保存设置（%2），因此已使用默认设置启动，并且不会保存任何设置。</translation>
+    </message>
 </context>
 <context>
     <name>GeneralPage</name>
@@ -690,6 +694,33 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>Vontrel — Translation</source>
         <translation>Vontrel — 翻译</translation>
+    </message>
+</context>
+<context>
+    <name>SafeFile</name>
+    <message>
+        <source>it is a folder, not a file</source>
+        <translation>它是文件夹，不是文件</translation>
+    </message>
+    <message>
+        <source>it is a named pipe, not a regular file</source>
+        <translation>它是命名管道，不是普通文件</translation>
+    </message>
+    <message>
+        <source>it is a socket, not a regular file</source>
+        <translation>它是套接字，不是普通文件</translation>
+    </message>
+    <message>
+        <source>it is a device, not a regular file</source>
+        <translation>它是设备，不是普通文件</translation>
+    </message>
+    <message>
+        <source>it is not a regular file</source>
+        <translation>它不是普通文件</translation>
+    </message>
+    <message>
+        <source>it is larger than %1 KiB</source>
+        <translation>它大于 %1 KiB</translation>
     </message>
 </context>
 <context>

@@ -1,0 +1,170 @@
+#include "TestEnv.h"
+#include "app/DebugLog.h"
+#include "app/SingleInstance.h"
+#include "platform/RuntimeFolder.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Permission bits of the path itself, not of what a link there points to; -1 when there is nothing.
+int modeOf(const QString &path)
+{
+    struct stat info
+    {};
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 ? int(info.st_mode & 07777) : -1;
+}
+
+// Makes a folder of the given kind: "private" (0700), "open" (the user's, 0755), "foreign" (another user's)
+// or "link" (a symbolic link to a private folder of the user's). False when it cannot be made here.
+bool make(const QString &kind, const QString &path, const QString &linkTarget)
+{
+    if (kind == QLatin1String("link"))
+        return QDir().mkpath(linkTarget) && QFile::link(linkTarget, path);
+    if (!QDir().mkpath(path))
+        return false;
+    const mode_t mode = kind == QLatin1String("open") ? 0755 : 0700;
+    if (::chmod(QFile::encodeName(path).constData(), mode) != 0)
+        return false;
+    // Only root can give a folder away.
+    return kind != QLatin1String("foreign") ||
+           ::chown(QFile::encodeName(path).constData(), 65534, 65534) == 0;
+}
+
+} // namespace
+
+// The debug log, the single-instance lock and its socket live in a folder only the user can enter, so that
+// nobody else can take their names or plant a link under them.
+class TestRuntimeFolder final : public QObject
+{
+    Q_OBJECT
+
+    QByteArray m_runtime, m_tmp;
+
+private slots:
+    void initTestCase()
+    {
+        m_runtime = qgetenv("XDG_RUNTIME_DIR");
+        m_tmp = qgetenv("TMPDIR");
+    }
+    void cleanup()
+    {
+        qputenv("XDG_RUNTIME_DIR", m_runtime);
+        qputenv("TMPDIR", m_tmp);
+    }
+
+    void folderOnlyTheUserCanEnter_data()
+    {
+        QTest::addColumn<QString>("xdg");      // what XDG_RUNTIME_DIR names; empty: it is not set
+        QTest::addColumn<QString>("fallback"); // what already sits at the fallback's name; empty: nothing
+        QTest::addColumn<QString>("chosen");   // "xdg", "fallback", or empty for none
+        QTest::newRow("XDG_RUNTIME_DIR") << "private"
+                                         << ""
+                                         << "xdg";
+        QTest::newRow("XDG_RUNTIME_DIR open to others") << "open"
+                                                        << ""
+                                                        << "xdg";
+        QTest::newRow("XDG_RUNTIME_DIR of another user") << "foreign"
+                                                         << ""
+                                                         << "fallback";
+        QTest::newRow("XDG_RUNTIME_DIR a link") << "link"
+                                                << ""
+                                                << "fallback";
+        QTest::newRow("no XDG_RUNTIME_DIR") << ""
+                                            << ""
+                                            << "fallback";
+        QTest::newRow("fallback open to others") << ""
+                                                 << "open"
+                                                 << "fallback";
+        QTest::newRow("fallback taken by another user") << ""
+                                                        << "foreign"
+                                                        << "";
+        QTest::newRow("fallback a planted link") << ""
+                                                 << "link"
+                                                 << "";
+    }
+
+    void folderOnlyTheUserCanEnter()
+    {
+        QFETCH(QString, xdg);
+        QFETCH(QString, fallback);
+        QFETCH(QString, chosen);
+        if ((xdg == QLatin1String("foreign") || fallback == QLatin1String("foreign")) && ::geteuid() != 0)
+            QSKIP("giving a folder to another user needs root");
+        QTemporaryDir base;
+        const QString tmp = base.filePath(QStringLiteral("tmp"));
+        const QString xdgPath = base.filePath(QStringLiteral("xdg"));
+        const QString fallbackPath = QDir(tmp).filePath(QStringLiteral("vontrel-%1").arg(::geteuid()));
+        QVERIFY(QDir().mkpath(tmp));
+        qputenv("TMPDIR", QFile::encodeName(tmp));
+        if (xdg.isEmpty()) {
+            qunsetenv("XDG_RUNTIME_DIR");
+        } else {
+            QVERIFY(make(xdg, xdgPath, base.filePath(QStringLiteral("elsewhere"))));
+            qputenv("XDG_RUNTIME_DIR", QFile::encodeName(xdgPath));
+        }
+        if (!fallback.isEmpty())
+            QVERIFY(make(fallback, fallbackPath, base.filePath(QStringLiteral("elsewhere"))));
+
+        QString problem;
+        const QString folder = vontrelRuntimeFolder(&problem);
+        const QString expected = chosen == QLatin1String("xdg")        ? xdgPath
+                                 : chosen == QLatin1String("fallback") ? fallbackPath
+                                                                       : QString();
+        QCOMPARE(folder, expected);
+        if (expected.isEmpty()) {
+            QVERIFY(!problem.isEmpty());
+            QCOMPARE(debugLogPath(), QString());
+            QCOMPARE(SingleInstance::lockFilePath(), QString());
+            return;
+        }
+        QCOMPARE(modeOf(folder), 0700);
+        for (const QString &path :
+             {debugLogPath(), SingleInstance::lockFilePath(), SingleInstance::socketPath()})
+            QCOMPARE(QFileInfo(path).absolutePath(), folder);
+    }
+
+    // Whatever sits at the log's name, the log neither writes through it nor changes its mode, nor waits.
+    void logFollowsNoLink_data()
+    {
+        QTest::addColumn<QString>("planted");
+        QTest::newRow("link to a file of the user's") << "link";
+        QTest::newRow("named pipe") << "pipe";
+    }
+
+    void logFollowsNoLink()
+    {
+        QFETCH(QString, planted);
+        const QString log = debugLogPath();
+        QVERIFY(!log.isEmpty());
+        QFile::remove(log);
+        QTemporaryDir dir;
+        const QString victim = dir.filePath(QStringLiteral("victim"));
+        QVERIFY(TestEnv::writeFile(victim, "mine\n"));
+        QVERIFY(QFile::setPermissions(victim, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                  QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        if (planted == QLatin1String("link"))
+            QVERIFY(QFile::link(victim, log));
+        else
+            QVERIFY(::mkfifo(QFile::encodeName(log).constData(), 0600) == 0);
+
+        appendDebugLog(QStringLiteral("Hotkey triggered id=1"));
+        QCOMPARE(TestEnv::readFile(victim), QByteArray("mine\n"));
+        QCOMPARE(modeOf(victim), 0644);
+        QVERIFY(QFile::remove(log));
+
+        // With the name free again, the log is a file of the user's alone.
+        appendDebugLog(QStringLiteral("Hotkey triggered id=2"));
+        QVERIFY(TestEnv::readFile(log).endsWith("Hotkey triggered id=2\n"));
+        QCOMPARE(modeOf(log), 0600);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRuntimeFolder)
+#include "test_runtimefolder.moc"

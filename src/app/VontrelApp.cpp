@@ -336,11 +336,11 @@ void VontrelApp::handleRequest(const InstanceRequest &request)
     const quint64 time = InstanceRequest::startupTime(request.startupId);
     switch (request.action) {
     case InstanceRequest::Capture:
-        qCInfo(lcApp).noquote() << "Capture asked for by a later start";
+        qCInfo(lcApp).noquote() << "Capture asked for on the command line";
         startAction(HotkeyManager::CaptureHotkey, time);
         break;
     case InstanceRequest::Selection:
-        qCInfo(lcApp).noquote() << "Selected-text translation asked for by a later start";
+        qCInfo(lcApp).noquote() << "Selected-text translation asked for on the command line";
         startAction(HotkeyManager::ClipboardTextHotkey, time);
         break;
     case InstanceRequest::ShowPreferences:

@@ -94,8 +94,12 @@ void PortalScreenshot::finish(uint response, const QVariantMap &results)
     QImageReader reader(path);
     QImage image = reader.read();
     // Read or not, the file is of no further use, and it shows the whole screen to whoever finds it.
-    if (QFileInfo(path).isFile() && !QFile::remove(path))
-        qWarning().noquote() << "PortalScreenshot: cannot remove" << path;
+    if (QFileInfo(path).isFile()) {
+        if (QFile::remove(path))
+            qInfo().noquote() << "PortalScreenshot: read and removed" << path;
+        else
+            qWarning().noquote() << "PortalScreenshot: cannot remove" << path;
+    }
     if (image.isNull()) {
         emit failed(QStringLiteral("cannot read %1: %2").arg(path, reader.errorString()));
         return;

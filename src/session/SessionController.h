@@ -59,7 +59,7 @@ public:
     };
     Q_ENUM(Permission)
 
-    // The factory makes each result window; without one, sessions run without windows.
+    // The factory makes each result window; without one, a hotkey starts nothing (a run lives in its window).
     explicit SessionController(ResultWindows::Factory viewFactory = {}, QObject *parent = nullptr);
     ~SessionController() override;
 

@@ -258,7 +258,8 @@ private slots:
 
     // Pinned windows, each with its own run, against a provider that fails on one text and streams slowly
     // on another: Retry and Enter resend a window's own text after its failure, closing one window leaves
-    // another's request running, and a request that the next session cancels shows as stopped.
+    // another's request running, and a request that the next session cancels shows as stopped and can be
+    // sent again.
     void pinnedWindowsKeepTheirOwnRuns()
     {
         ConfigManager::instance()->setPinOverlayByDefault(true);
@@ -322,6 +323,12 @@ private slots:
         QVERIFY(!shows<QToolButton>(fourth, QStringLiteral("Stop")));
         QTRY_COMPARE_WITH_TIMEOUT(fifth->getTranslation(), QStringLiteral("answer to fifth text"), kBound);
         QVERIFY(second && third && second->isVisible() && third->isVisible());
+
+        // Sent again from where it stopped.
+        QVERIFY(click<QToolButton>(fourth, QStringLiteral("Retry")));
+        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("partial slow: fourth text"),
+                                  kBound);
+        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("slow: fourth text"));
     }
 
 private:

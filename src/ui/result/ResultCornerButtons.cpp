@@ -83,13 +83,15 @@ void ResultCornerButtons::update(const State &state)
     m_copySource->setVisible(state.sourceShown);
     m_copySource->setEnabled(hasVisibleText(m_source->document()));
 
-    const bool settled = state.resultShown && !state.processing && !state.error;
+    // A run that failed or was stopped is offered again; one that ended is offered for copying.
+    const bool again = state.resultShown && !state.processing && (state.error || state.stopped);
+    const bool settled = state.resultShown && !state.processing && !again;
     m_copyResult->setVisible(settled);
     m_copyResult->setEnabled(settled && hasVisibleText(m_result->document()));
     m_stop->setVisible(state.resultShown && state.processing && !state.error);
     m_stop->setEnabled(state.processing);
-    m_retry->setVisible(state.resultShown && state.error);
-    m_retry->setEnabled(state.resultShown && state.error);
+    m_retry->setVisible(again);
+    m_retry->setEnabled(again);
 }
 
 void ResultCornerButtons::place()

@@ -22,6 +22,7 @@ public:
         bool resultShown = false;
         bool processing = false;
         bool error = false;
+        bool stopped = false; // the run was stopped: it may be sent again
     };
 
     ResultCornerButtons(QTextEdit *source, QTextEdit *result, const ThemeColors &colors);

@@ -183,6 +183,7 @@ void ResultWindow::updateCopyButtonsState()
     state.resultShown = m_mode != MessageMode && m_translationView->isVisible();
     state.processing = m_isProcessing;
     state.error = m_hasError;
+    state.stopped = m_isStopped;
     m_cornerButtons->update(state);
 }
 

@@ -118,6 +118,8 @@ private:
     bool m_isProcessing = false;
     bool m_isPinned = false;
     bool m_hasError = false;
+    // The run was stopped before its end: what it streamed stays, and Retry sends it again.
+    bool m_isStopped = false;
     bool m_isClosing = false;
     bool m_sourceEditable = true;
 };

@@ -15,6 +15,7 @@ void ResultWindow::setMode(Mode mode)
 {
     m_mode = mode;
     m_hasError = false;
+    m_isStopped = false;
     m_isProcessing = false;
 
     m_previewLabel->setVisible(mode == CaptureMode);
@@ -113,6 +114,7 @@ void ResultWindow::setProcessing(bool processing)
     m_sourceEdit->setReadOnly(unlocked ? !m_sourceEditable : true);
     if (processing) {
         m_hasError = false;
+        m_isStopped = false;
         m_translationView->showWaiting();
     }
     refresh();
@@ -124,6 +126,7 @@ void ResultWindow::setError(const QString &message)
         return;
     const bool midway = m_isProcessing;
     m_hasError = true;
+    m_isStopped = false;
     m_isProcessing = false;
     // The run is over, so the user may correct the text and send it again.
     if (m_mode == TextMode)
@@ -187,6 +190,7 @@ void ResultWindow::endResult(ResultEnd end)
     setProcessing(false);
     if (end != ResultEnd::Stopped)
         return;
+    m_isStopped = true;
     if (!getTranslation().trimmed().isEmpty())
         appendTranslation(tr("\n\n(Stopped)"));
     else

@@ -55,8 +55,8 @@ int SessionController::runningRequestCount() const
 
 QString SessionController::sourceText() const
 {
-    const auto found = m_runs.constFind(m_windows.currentId());
-    return found == m_runs.cend() ? QString() : found->text;
+    const auto found = m_runs.find(m_windows.currentId());
+    return found == m_runs.end() ? QString() : found->second.text;
 }
 
 void SessionController::setConfig(ConfigManager *config)
@@ -149,7 +149,7 @@ void SessionController::setState(SessionState newState)
 void SessionController::updateState()
 {
     bool streaming = false;
-    for (const WindowRun &run : std::as_const(m_runs))
+    for (const auto &[windowId, run] : m_runs)
         streaming = streaming || run.phase == Phase::Streaming;
     const WindowRun *current = currentRun();
     if (current && current->phase == Phase::Capturing)
@@ -201,9 +201,7 @@ void SessionController::endSession()
     m_windows.releaseCurrent();
 
     // A new session ends what the windows left open were doing, and tells them so.
-    const QStringList windowIds = m_runs.keys();
-    for (const QString &windowId : windowIds) {
-        WindowRun &left = m_runs[windowId];
+    for (auto &[windowId, left] : m_runs) {
         left.automatic = false;
         if (left.phase == Phase::Capturing)
             setPhase(left, Phase::Idle);

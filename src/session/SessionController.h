@@ -6,7 +6,6 @@
 #include "session/SelectionCopier.h"
 #include "session/WindowRun.h"
 
-#include <QHash>
 #include <QImage>
 #include <QList>
 #include <QObject>
@@ -14,6 +13,7 @@
 #include <QString>
 
 #include <functional>
+#include <map>
 #include <memory>
 
 class AiRuns;
@@ -143,7 +143,9 @@ private:
 
     SessionState m_state = Idle;
     InputSource m_inputSource = ScreenCapture;
-    QHash<QString, WindowRun> m_runs; // by window id
+    // By window id. A map, whose elements stay where they are while others come and go: a run in hand stays
+    // valid while a window that closes meanwhile takes its own run away.
+    std::map<QString, WindowRun> m_runs;
     quint64 m_lastRunNumber = 0;
 
     QPointer<ConfigManager> m_config;

@@ -41,12 +41,12 @@ WindowRun &SessionController::beginRun(const QString &windowId, WindowRun::Phase
 WindowRun *SessionController::run(const QString &windowId)
 {
     const auto found = m_runs.find(windowId);
-    return found == m_runs.end() ? nullptr : &found.value();
+    return found == m_runs.end() ? nullptr : &found->second;
 }
 
 WindowRun *SessionController::runNumbered(quint64 number)
 {
-    for (WindowRun &run : m_runs) {
+    for (auto &[windowId, run] : m_runs) {
         if (run.number == number)
             return &run;
     }
@@ -118,11 +118,11 @@ void SessionController::stopRun(WindowRun &run)
 
 void SessionController::forgetRun(const QString &windowId)
 {
-    const auto found = m_runs.constFind(windowId);
-    if (found == m_runs.cend())
+    const auto found = m_runs.find(windowId);
+    if (found == m_runs.end())
         return;
-    if (found->phase == Phase::Streaming)
-        m_aiRuns->cancel(found->number);
+    if (found->second.phase == Phase::Streaming)
+        m_aiRuns->cancel(found->second.number);
     m_runs.erase(found);
     updateState();
 }

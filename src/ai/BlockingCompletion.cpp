@@ -40,9 +40,16 @@ QString vontrelCompleteBlocking(QNetworkAccessManager *manager, const QNetworkRe
         if (data.size() > maxBodyBytes)
             fail(ProviderErrors::bodyLimitText(maxBodyBytes));
     });
+    // Qt would follow a redirect back to an address already asked until its own count runs out, and then
+    // ends the reply in a way that depends on timing; a loop is known as soon as it closes.
+    QList<QUrl> asked{request.url()};
     QObject::connect(reply, &QNetworkReply::redirected, &loop, [&](const QUrl &target) {
-        const QString problem =
-            ProviderErrors::redirectProblem(request.url(), request.url().resolved(target));
+        const QUrl next = request.url().resolved(target);
+        QString problem = ProviderErrors::redirectProblem(request.url(), next);
+        if (problem.isEmpty() && asked.contains(next))
+            problem = ProviderErrors::redirectLoopText(
+                reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+        asked.append(next);
         if (problem.isEmpty())
             emit reply->redirectAllowed();
         else

@@ -21,6 +21,7 @@ namespace {
 const char kStreamIdProperty[] = "streamId";
 // The configured address; the reply's own URL already names the redirect's target when it asks.
 const char kOriginProperty[] = "configuredUrl";
+const char kAskedProperty[] = "askedUrls";
 constexpr qint64 kReadAheadBytes = 256 * 1024;
 
 QString secondsText(int ms)
@@ -309,7 +310,18 @@ void OpenAIClient::onRedirected(const QUrl &target)
     if (!reply || classifyReply(reply, "redirected") != ReplyKind::Current)
         return;
     const QUrl configured = reply->property(kOriginProperty).toUrl();
-    const QString problem = ProviderErrors::redirectProblem(configured, configured.resolved(target));
+    const QUrl next = configured.resolved(target);
+    QString problem = ProviderErrors::redirectProblem(configured, next);
+    // A redirect back to an address already asked is a loop; Qt would follow it until its own count runs
+    // out and then end the reply in a way that depends on timing.
+    QList<QUrl> asked = reply->property(kAskedProperty).value<QList<QUrl>>();
+    if (asked.isEmpty())
+        asked.append(configured);
+    if (problem.isEmpty() && asked.contains(next))
+        problem = ProviderErrors::redirectLoopText(
+            reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt());
+    asked.append(next);
+    reply->setProperty(kAskedProperty, QVariant::fromValue(asked));
     if (problem.isEmpty())
         emit reply->redirectAllowed();
     else

@@ -72,10 +72,7 @@ QString ProviderErrors::httpErrorText(int status, const QByteArray &body, const 
         return tr("API error %1: %2").arg(status).arg(redacted(message));
     // A redirect that ends as the answer was not followed to its end: it leads back round, or nowhere.
     if (status >= 300 && status < 400)
-        return tr("The provider redirected the request (HTTP %1), and the redirect could not be followed to "
-                  "an "
-                  "answer; check the API address.")
-            .arg(status);
+        return redirectLoopText(status);
     return tr("Network error: %1 (HTTP %2)").arg(redacted(networkText)).arg(status);
 }
 
@@ -114,6 +111,14 @@ QString ProviderErrors::redirectProblem(const QUrl &from, const QUrl &to)
               "Set the API URL to the address that answers.")
         .arg(to.adjusted(QUrl::RemoveUserInfo | QUrl::RemovePath | QUrl::RemoveQuery | QUrl::RemoveFragment)
                  .toString());
+}
+
+QString ProviderErrors::redirectLoopText(int status)
+{
+    return tr("The provider redirected the request (HTTP %1), and the redirect could not be followed to "
+              "an "
+              "answer; check the API address.")
+        .arg(status);
 }
 
 QString ProviderErrors::bodyLimitText(qsizetype maxBodyBytes)

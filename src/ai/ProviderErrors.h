@@ -33,6 +33,8 @@ public:
     static QString settingsProblem(const QString &apiUrl, const QString &apiKey);
     // Why a redirect from the configured address must not be followed; empty when it stays on its origin.
     static QString redirectProblem(const QUrl &from, const QUrl &to);
+    // A redirect that cannot lead to an answer: back to an address already asked, or the end of the chain.
+    static QString redirectLoopText(int status);
     static QString bodyLimitText(qsizetype maxBodyBytes);
     // The text of an "error" member; empty when it carries none.
     static QString errorMemberText(const QJsonValue &error);

@@ -230,6 +230,23 @@ void VontrelApp::start()
     connect(m_hotkeys.get(), &HotkeyRegistrar::offReasonChanged, this, &VontrelApp::showHotkeyStatus);
     connect(LanguageManager::instance(), &LanguageManager::languageChanged, this,
             &VontrelApp::showHotkeyStatus);
+    connect(m_platform.get(), &Platform::refusalRemembered, this, [this](Platform::Permission permission) {
+        if (!m_notifier->ask(QObject::tr("Screenshots Refused"),
+                             QObject::tr("The desktop refuses Vontrel's screenshots because of an earlier "
+                                         "Deny that it keeps. Should it ask again at the next capture?"),
+                             QObject::tr("Ask Again"), QObject::tr("Not Now")))
+            return;
+        if (m_platform->forgetRefusal(permission))
+            m_notifier->balloon(QObject::tr("Screenshots Refused"),
+                                QObject::tr("Capture again: the desktop will ask whether Vontrel may take "
+                                            "screenshots."),
+                                7000);
+        else
+            m_notifier->balloon(QObject::tr("Screenshots Refused"),
+                                QObject::tr("The desktop's stored answer could not be removed; see the "
+                                            "capture's message for the command that does it."),
+                                7000);
+    });
     connect(m_platform.get(), &Platform::notice, m_notifier,
             [this](const QString &title, const QString &text) { m_notifier->balloon(title, text, 10000); });
 

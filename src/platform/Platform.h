@@ -154,6 +154,9 @@ public:
     virtual bool openPermissionSettings(Permission permission) = 0;
     // The guide's title and body for a missing permission.
     virtual GuideText permissionGuideText(Permission permission) const = 0;
+    // Forgets a refusal the system keeps for this application (refusalRemembered()), so that it asks the
+    // user again next time; false where there is none to forget or it could not.
+    virtual bool forgetRefusal(Permission) { return false; }
     // A translated sentence saying what does not work in this desktop session and why; empty when
     // everything works. Shown to the user once at start-up.
     virtual QString sessionLimitation() const = 0;
@@ -181,6 +184,9 @@ signals:
     // Something the user should know now while an action waits on the system (a permission dialog the
     // desktop shows), for a notice; not an error.
     void notice(const QString &title, const QString &text);
+    // The system refused the permission without asking, because of an earlier answer that it keeps;
+    // forgetRefusal() undoes that.
+    void refusalRemembered(Platform::Permission permission);
 
 protected:
     using QObject::QObject;

@@ -224,6 +224,38 @@ private slots:
         QTRY_VERIFY(notifications.summaries().contains(QStringLiteral("Screenshot Pending")));
         QCOMPARE(portal.screenshotCount(), 1);
     }
+
+    // An earlier Deny the desktop keeps: the capture says so, and Vontrel offers to make the desktop ask
+    // again.
+    void keptDenialCanBeUndone()
+    {
+        NotificationRecorder notifications(kBus);
+        FakePortal portal(kBus);
+        portal.setStoredScreenshotPermission(QString(), QStringLiteral("no"));
+        portal.setScreenshot(QImage(64, 64, QImage::Format_RGB32));
+        VontrelApp app;
+        app.setInteractive(false);
+        app.setPlatformForTesting(std::make_unique<WaylandPlatform>(QDBusConnection::sessionBus()));
+        app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
+        app.start();
+        app.notifier()->setNextAnswer(true);
+
+        InstanceRequest capture;
+        capture.action = InstanceRequest::Capture;
+        app.handleRequest(capture);
+        QTRY_VERIFY(app.shownMessages().filter(QStringLiteral("Screenshots Refused")).size() == 1);
+        QTRY_VERIFY(portal.storedScreenshotPermissions().isEmpty());
+        const QStringList told = notifications.summaries();
+        QVERIFY2(told.contains(QStringLiteral("Vontrel Error")), qPrintable(told.join(QLatin1Char(','))));
+        QTRY_VERIFY(notifications.summaries().count(QStringLiteral("Screenshots Refused")) == 1);
+        const QString error = notifications.received().at(told.indexOf(QStringLiteral("Vontrel Error"))).body;
+        QVERIFY2(error.contains(QStringLiteral("DeletePermission screenshot screenshot ''")),
+                 qPrintable(error));
+
+        // The next capture reaches the desktop again.
+        app.handleRequest(capture);
+        QTRY_COMPARE(portal.screenshotCount(), 2);
+    }
 };
 
 QTEST_MAIN(TestNoTray)

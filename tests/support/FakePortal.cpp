@@ -115,6 +115,11 @@ bool FakePortal::handleMessage(const QDBusMessage &message, const QDBusConnectio
         m_bus.send(reply);
         return true;
     }
+    if (interface == kPermissionStore && member == QLatin1String("DeletePermission") && args.size() == 3) {
+        m_storedPermissions.remove(args.at(2).toString());
+        m_bus.send(message.createReply());
+        return true;
+    }
     if (interface == QLatin1String("org.freedesktop.portal.Request") && member == QLatin1String("Close")) {
         m_closedRequests.append(message.path());
         m_bus.send(message.createReply());

@@ -67,6 +67,7 @@ public:
     }
     QString lastScreenshotFile() const { return m_lastFile; }
     QStringList closedRequests() const { return m_closedRequests; }
+    QMap<QString, QStringList> storedScreenshotPermissions() const { return m_storedPermissions; }
     // Every call in the order received: "Register app.vontrel.Vontrel", "CreateSession", "Screenshot", ...
     QStringList calls() const { return m_calls; }
 

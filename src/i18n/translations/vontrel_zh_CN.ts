@@ -619,6 +619,30 @@ Reverted to the previous working hotkeys.</source>
         <source>This desktop shows no tray icon: start Vontrel again, or open it from the applications menu, to reach its Preferences.</source>
         <translation>此桌面不显示托盘图标：再次启动 Vontrel，或从应用程序菜单打开它，即可进入偏好设置。</translation>
     </message>
+    <message>
+        <source>Screenshots Refused</source>
+        <translation>截图被拒绝</translation>
+    </message>
+    <message>
+        <source>The desktop refuses Vontrel&apos;s screenshots because of an earlier Deny that it keeps. Should it ask again at the next capture?</source>
+        <translation>由于桌面记住了之前的“拒绝”，它拒绝为 Vontrel 截图。要让它在下次截取时重新询问吗？</translation>
+    </message>
+    <message>
+        <source>Ask Again</source>
+        <translation>重新询问</translation>
+    </message>
+    <message>
+        <source>Not Now</source>
+        <translation>暂不</translation>
+    </message>
+    <message>
+        <source>Capture again: the desktop will ask whether Vontrel may take screenshots.</source>
+        <translation>请再次截取：桌面会询问是否允许 Vontrel 截图。</translation>
+    </message>
+    <message>
+        <source>The desktop&apos;s stored answer could not be removed; see the capture&apos;s message for the command that does it.</source>
+        <translation>无法删除桌面保存的回答；请参阅截取时的消息，其中有可完成此操作的命令。</translation>
+    </message>
 </context>
 <context>
     <name>ResultCornerButtons</name>

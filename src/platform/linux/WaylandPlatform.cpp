@@ -5,6 +5,7 @@
 #include "platform/linux/X11SelectedTextProvider.h"
 #include "platform/linux/X11Session.h"
 
+#include <QDBusMessage>
 #include <QDebug>
 #include <QGuiApplication>
 #include <QPointer>
@@ -59,26 +60,35 @@ void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
                 "Take Screenshots?\", choose Allow: Vontrel needs one screenshot per capture to read the "
                 "text in the rectangle you drag, and keeps no picture."));
     });
-    connect(portal, &PortalScreenshot::refused, portal, [finish](bool remembered, const QString &storeAppId) {
-        if (!remembered) {
-            finish({{},
-                    QCoreApplication::translate("WaylandPlatform",
-                                                "The desktop did not allow the screenshot.")});
-            return;
-        }
-        finish(
-            {{},
-             QCoreApplication::translate(
-                 "WaylandPlatform",
-                 "The desktop refuses Vontrel's screenshots without asking: someone chose Deny when it asked "
-                 "\"Allow Applications to Take Screenshots?\", and it keeps that answer. To be asked again, "
-                 "run this in a terminal, then capture again:\n%1")
-                 .arg(QStringLiteral("gdbus call --session --dest %1 --object-path %2 --method "
-                                     "%1.DeletePermission %3 %4 '%5'")
-                          .arg(PortalScreenshot::PermissionStoreService,
-                               PortalScreenshot::PermissionStorePath, PortalScreenshot::PermissionTable,
-                               PortalScreenshot::PermissionId, storeAppId))});
-    });
+    connect(portal, &PortalScreenshot::refused, portal,
+            [this, finish](bool remembered, const QString &storeAppId) {
+                if (remembered) {
+                    m_refusedUnder = storeAppId;
+                    // After the capture's own error, so the question comes last.
+                    QMetaObject::invokeMethod(
+                        this, [this] { emit refusalRemembered(Permission::ScreenRecording); },
+                        Qt::QueuedConnection);
+                }
+                if (!remembered) {
+                    finish({{},
+                            QCoreApplication::translate("WaylandPlatform",
+                                                        "The desktop did not allow the screenshot.")});
+                    return;
+                }
+                finish({{},
+                        QCoreApplication::translate("WaylandPlatform",
+                                                    "The desktop refuses Vontrel's screenshots without "
+                                                    "asking: someone chose Deny when it asked "
+                                                    "\"Allow Applications to Take Screenshots?\", and it "
+                                                    "keeps that answer. To be asked again, "
+                                                    "run this in a terminal, then capture again:\n%1")
+                            .arg(QStringLiteral("gdbus call --session --dest %1 --object-path %2 --method "
+                                                "%1.DeletePermission %3 %4 '%5'")
+                                     .arg(PortalScreenshot::PermissionStoreService,
+                                          PortalScreenshot::PermissionStorePath,
+                                          PortalScreenshot::PermissionTable, PortalScreenshot::PermissionId,
+                                          storeAppId))});
+            });
     connect(portal, &PortalScreenshot::failed, portal, [finish](const QString &reason) {
         finish({{}, QStringLiteral("Screenshot portal: %1").arg(reason)});
     });
@@ -90,6 +100,24 @@ void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
                     .arg(interfaceName)});
     });
     portal->take();
+}
+
+bool WaylandPlatform::forgetRefusal(Permission permission)
+{
+    if (permission != Permission::ScreenRecording || !m_refusedUnder)
+        return false;
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        PortalScreenshot::PermissionStoreService, PortalScreenshot::PermissionStorePath,
+        PortalScreenshot::PermissionStoreService, QStringLiteral("DeletePermission"));
+    call << PortalScreenshot::PermissionTable << PortalScreenshot::PermissionId << *m_refusedUnder;
+    const QDBusMessage reply = m_bus.call(call, QDBus::Block, 5000);
+    if (reply.type() == QDBusMessage::ErrorMessage) {
+        qWarning().noquote() << "WaylandPlatform: cannot forget the screenshot refusal:"
+                             << reply.errorMessage();
+        return false;
+    }
+    m_refusedUnder.reset();
+    return true;
 }
 
 bool WaylandPlatform::hasPermission(Permission)

@@ -4,6 +4,8 @@
 
 #include <QDBusConnection>
 
+#include <optional>
+
 // Linux on a Wayland session without X11: no client may grab keys, read the screen or post keystrokes, so
 // hotkeys and screenshots go through the XDG desktop portal and the clipboard-text hotkey reads the primary
 // selection, then the clipboard. Recognition and autostart are the X11 session's.
@@ -27,6 +29,7 @@ public:
     bool sendCopyKeystroke() override { return false; }
 
     bool hasPermission(Permission permission) override;
+    bool forgetRefusal(Permission permission) override;
     QString sessionLimitation() const override { return QString(); }
 
     void activateWindow(QWindow *window, quint64 timestamp) override;
@@ -35,4 +38,6 @@ public:
 
 private:
     QDBusConnection m_bus;
+    // The permission store's application id that holds the screenshot refusal; set while one is known.
+    std::optional<QString> m_refusedUnder;
 };

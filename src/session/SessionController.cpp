@@ -169,8 +169,10 @@ void SessionController::updateState()
             break;
         case Phase::Pausing:
         case Phase::Waiting:
-        case Phase::Streaming:
             setState(WaitingAction);
+            break;
+        case Phase::Streaming:
+            setState(ProcessingAI);
             break;
         case Phase::Done:
         case Phase::Stopped:

@@ -19,7 +19,8 @@ BUILD_PACKAGES=(
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
-TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox)
+TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox
+    chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad xterm)
 
 install_missing() {
     local missing=() p

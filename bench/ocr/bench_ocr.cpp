@@ -3,6 +3,7 @@
 #include "OcrBenchCorpus.h"
 
 #include "ocr/IOcrProvider.h"
+#include "ocr/OcrPreprocessing.h"
 #include "platform/Platform.h"
 
 #include <QCommandLineParser>
@@ -85,6 +86,8 @@ struct Score
 
 QStringList categoriesOf(const OcrBenchSample &sample)
 {
+    if (sample.language == QLatin1String("window"))
+        return {QStringLiteral("all windows"), sample.kind};
     if (!sample.kind.isEmpty()) {
         QStringList categories{QStringLiteral("all messy"), sample.kind,
                                sample.dark ? QStringLiteral("messy dark") : QStringLiteral("messy light"),
@@ -239,6 +242,26 @@ void saveSamples(const QVector<OcrBenchSample> &samples, const QString &imageDir
     }
 }
 
+// Regions saved by bench/ocr/appwindows/generate.py: KIND__NAME.png beside KIND__NAME.gt.txt.
+QVector<OcrBenchSample> loadSamples(const QString &dir)
+{
+    QVector<OcrBenchSample> samples;
+    const QStringList names = QDir(dir).entryList({QStringLiteral("*.png")}, QDir::Files, QDir::Name);
+    for (const QString &file : names) {
+        OcrBenchSample sample;
+        sample.name = file.chopped(4);
+        sample.image = QImage(dir + QLatin1Char('/') + file);
+        QFile truth(dir + QLatin1Char('/') + sample.name + QStringLiteral(".gt.txt"));
+        if (sample.image.isNull() || !truth.open(QIODevice::ReadOnly))
+            continue;
+        sample.truth = QString::fromUtf8(truth.readAll()).trimmed();
+        sample.kind = sample.name.section(QStringLiteral("__"), 0, 0);
+        sample.language = QStringLiteral("window");
+        samples.append(sample);
+    }
+    return samples;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -264,8 +287,12 @@ int main(int argc, char *argv[])
                                          QStringLiteral("skip the tesseract command line"));
     const QCommandLineOption verboseOption(QStringLiteral("verbose"),
                                            QStringLiteral("show every misread image"));
-    parser.addOptions(
-        {variantsOption, messyOption, seedOption, cleanOption, keepOption, noCliOption, verboseOption});
+    const QCommandLineOption windowsOption(
+        QStringLiteral("windows"),
+        QStringLiteral("also read the application-window regions in DIR (bench/ocr/appwindows/generate.py)"),
+        QStringLiteral("DIR"));
+    parser.addOptions({variantsOption, messyOption, seedOption, cleanOption, keepOption, noCliOption,
+                       verboseOption, windowsOption});
     parser.process(app);
 
     const QVector<OcrBenchSample> clean =
@@ -275,6 +302,26 @@ int main(int argc, char *argv[])
     const QVector<OcrBenchSample> messy =
         messyCount > 0 ? vontrelBenchOcrArtefactSamples(messyCount, parser.value(seedOption).toUInt())
                        : QVector<OcrBenchSample>();
+    if (qEnvironmentVariableIsSet("VONTREL_BENCH_DUMP")) {
+        // What the recogniser is handed, line by line, for looking at misreads.
+        const QString dump = qEnvironmentVariable("VONTREL_BENCH_DUMP");
+        QDir().mkpath(dump);
+        for (const OcrBenchSample &sample : loadSamples(parser.value(windowsOption))) {
+            const OcrPreparedImage prepared = vontrelPrepareImageForOcr(sample.image);
+            prepared.image.save(dump + QLatin1Char('/') + sample.name + QStringLiteral(".page.png"));
+            for (size_t i = 0; i < prepared.lines.size(); ++i)
+                prepared.lines[i].image.save(dump + QStringLiteral("/%1.%2%3.png")
+                                                        .arg(sample.name)
+                                                        .arg(i, 2, 10, QLatin1Char('0'))
+                                                        .arg(prepared.lines[i].block    ? "b"
+                                                             : prepared.lines[i].atEdge ? "e"
+                                                                                        : ""));
+        }
+        return 0;
+    }
+    const QString windowsDir = parser.value(windowsOption);
+    const QVector<OcrBenchSample> windows =
+        windowsDir.isEmpty() ? QVector<OcrBenchSample>() : loadSamples(windowsDir);
     QTemporaryDir temporary;
     const QString imageDir = parser.isSet(keepOption) ? parser.value(keepOption) : temporary.path();
     QDir().mkpath(imageDir);
@@ -295,7 +342,9 @@ int main(int argc, char *argv[])
     }
     QElapsedTimer timer;
     timer.start();
-    provider->recognize(!clean.isEmpty() ? clean.first().image : messy.first().image);
+    provider->recognize(!clean.isEmpty()   ? clean.first().image
+                        : !messy.isEmpty() ? messy.first().image
+                                           : windows.value(0).image);
     const double coldMs = timer.nsecsElapsed() / 1e6;
     const long rssLoaded = residentKiB();
     const bool withCli =
@@ -351,6 +400,17 @@ int main(int argc, char *argv[])
             out << "Target: no image empty where the command line reads text: " << all.emptyWhereOther
                 << " -> " << (all.emptyWhereOther == 0 ? "met" : "NOT met") << "\n";
         }
+    }
+
+    if (!windows.isEmpty()) {
+        const Run run = evaluate(*provider, windows, windowsDir, withCli, verbose);
+        out << "\nApplication windows (real toolkits, regions dragged with slack), by kind\n";
+        QStringList kinds = run.ours.byCategory.keys();
+        kinds.removeAll(QStringLiteral("all windows"));
+        printTable(run, kinds << QStringLiteral("all windows"));
+        printTimes(run);
+        out << "Images read empty: " << run.ours.byCategory.value(QStringLiteral("all windows")).empty
+            << "\n";
     }
 
     out << "\nFirst recognition (loads the models): " << QString::number(coldMs, 'f', 1) << " ms\n"

@@ -3,7 +3,9 @@
 # rules, icons, neighbouring windows and desktop around the text), recognises them with our provider and
 # with the tesseract command line, and prints the error rates and times side by side.
 # usage: bench/ocr/run.sh [BUILD_DIR] [--] [--variants N] [--messy N] [--seed N] [--no-clean] [--verbose]
-#        [--keep DIR] [--no-cli]
+#        [--keep DIR] [--no-cli] [--windows DIR]
+# --windows DIR also reads regions of real application windows, made by
+#     bench/ocr/appwindows/generate.py DIR   (Chromium, GTK 3, Tk, zenity, yad and xterm under Xvfb)
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/../.." && pwd)
 build_dir=$source_dir/build-bench

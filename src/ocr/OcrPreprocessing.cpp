@@ -1,5 +1,6 @@
 #include "ocr/OcrPreprocessing.h"
 
+#include "ocr/InkMap.h"
 #include "ocr/ShadeHistogram.h"
 #include "ocr/TextMask.h"
 
@@ -24,88 +25,24 @@ constexpr qreal kMaximumPreparedPixels = 24e6;
 constexpr qint64 kMinimumInkPixels = 12;
 // Below this contrast between background and darkest ink the region holds no legible text.
 constexpr int kMinimumContrast = 40;
-// Shades this close to the background count as background (gradients, dithering, compression).
-constexpr int kBackgroundTolerance = 24;
+// A line much taller than the target is made smaller, but not so much that its strokes blur together.
+constexpr qreal kMinimumLineScale = 0.5;
 
-QImage toGrayscale(const QImage &image)
+// Enlarged by `scale`, with a margin in the paper's shade: recognisers drop glyphs that touch the image edge.
+QImage padded(const QImage &gray, qreal scale, int paper)
 {
-    if (image.hasAlphaChannel()) {
-        // Transparent pixels have no colour of their own; show them as a window would, on white.
-        QImage flattened(image.size(), QImage::Format_RGB32);
-        flattened.fill(Qt::white);
-        QPainter painter(&flattened);
-        painter.drawImage(0, 0, image);
-        painter.end();
-        return flattened.convertToFormat(QImage::Format_Grayscale8);
+    QImage scaled = gray;
+    if (scale != 1.0) {
+        scaled = gray.scaled(qMax(1, qRound(gray.width() * scale)), qMax(1, qRound(gray.height() * scale)),
+                             Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                     .convertToFormat(QImage::Format_Grayscale8);
     }
-    return image.convertToFormat(QImage::Format_Grayscale8);
-}
-
-// A line (row or column) of the region belongs to something else than the text's window when it is mostly
-// of another shade and that shade is flat: the edge of the next window, a panel, the desktop, a frame at the
-// very edge. A row through text alternates between ink and background many times and is kept.
-bool isForeignLine(const QImage &gray, int index, bool column, int background, int tolerance)
-{
-    const int length = column ? gray.height() : gray.width();
-    int foreign = 0;
-    int changes = 0;
-    bool previous = false;
-    for (int i = 0; i < length; ++i) {
-        const int v = column ? gray.constScanLine(i)[index] : gray.constScanLine(index)[i];
-        const bool other = std::abs(v - background) > tolerance;
-        foreign += other ? 1 : 0;
-        if (i > 0 && other != previous)
-            ++changes;
-        previous = other;
-    }
-    return foreign * 10 >= length * 6 && changes <= 2 + length / 40;
-}
-
-// The part of the region that holds the text's window: bands of a foreign shade at the sides are cut off.
-QRect textWindow(const QImage &gray, int background, int tolerance)
-{
-    int left = 0, right = gray.width() - 1, top = 0, bottom = gray.height() - 1;
-    // Never more than this share of a side: a region made mostly of "foreign" lines is better read whole.
-    const int maxX = gray.width() * 3 / 4, maxY = gray.height() * 3 / 4;
-    while (left < maxX && isForeignLine(gray, left, true, background, tolerance))
-        ++left;
-    while (gray.width() - 1 - right < maxX && isForeignLine(gray, right, true, background, tolerance))
-        --right;
-    while (top < maxY && isForeignLine(gray, top, false, background, tolerance))
-        ++top;
-    while (gray.height() - 1 - bottom < maxY && isForeignLine(gray, bottom, false, background, tolerance))
-        --bottom;
-    return QRect(QPoint(left, top), QPoint(right, bottom));
-}
-
-// The share of the area in the background's shade: text sits on a clean background, while an area that
-// holds the text's window and the desktop around it is mixed.
-qreal purity(const QImage &gray, const QRect &area, int background)
-{
-    qint64 same = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        const uchar *row = gray.constScanLine(y);
-        for (int x = area.left(); x <= area.right(); ++x)
-            same += std::abs(row[x] - background) <= kBackgroundTolerance;
-    }
-    return qreal(same) / std::max<qint64>(1, qint64(area.width()) * area.height());
-}
-
-// How often rows of the area switch between the background and anything else: text switches at every
-// stroke, flat panels and desktop hardly ever.
-qint64 edgeCount(const QImage &gray, const QRect &area, int background)
-{
-    qint64 changes = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        const uchar *row = gray.constScanLine(y);
-        bool previous = std::abs(row[area.left()] - background) > kBackgroundTolerance;
-        for (int x = area.left() + 1; x <= area.right(); ++x) {
-            const bool other = std::abs(row[x] - background) > kBackgroundTolerance;
-            changes += other != previous;
-            previous = other;
-        }
-    }
-    return changes;
+    const int margin = std::max(10, qRound(kTargetLineHeight / 2.0));
+    QImage page(scaled.width() + 2 * margin, scaled.height() + 2 * margin, QImage::Format_Grayscale8);
+    page.fill(uint(paper));
+    for (int y = 0; y < scaled.height(); ++y)
+        std::copy_n(scaled.constScanLine(y), scaled.width(), page.scanLine(y + margin) + margin);
+    return page;
 }
 
 bool isCjk(QChar c)
@@ -145,39 +82,10 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
     if (image.isNull())
         return prepared;
 
-    QImage gray = toGrayscale(image);
-    ShadeHistogram shades = vontrelShadeHistogram(gray);
-    int background = vontrelDominantShade(shades);
-    QRect window = textWindow(gray, background, kBackgroundTolerance);
-    // A region dragged well past a window's edge can hold more desktop than window. The second most common
-    // shade is then the window's; taken as the background it leaves flat desktop at the sides to cut off, a
-    // cleaner page than the desktop's shade does, and about as much text (a bare corner of desktop has none).
-    for (int v = std::max(0, background - kBackgroundTolerance);
-         v <= std::min(255, background + kBackgroundTolerance); ++v)
-        shades[v] = 0;
-    const int second = vontrelDominantShade(shades);
-    qint64 secondCount = 0;
-    for (int v = std::max(0, second - 3); v <= std::min(255, second + 3); ++v)
-        secondCount += shades[v];
-    if (secondCount * 10 >= qint64(gray.width()) * gray.height()) {
-        const QRect inner = textWindow(gray, second, kBackgroundTolerance);
-        if (std::abs(vontrelDominantShade(vontrelShadeHistogram(gray.copy(inner))) - second) <=
-                kBackgroundTolerance / 4 &&
-            purity(gray, inner, second) > purity(gray, window, background) &&
-            2 * edgeCount(gray, inner, second) >= edgeCount(gray, window, background)) {
-            window = inner;
-            background = second;
-        }
-    }
-    if (window != gray.rect()) {
-        gray = gray.copy(window);
-        background = vontrelDominantShade(vontrelShadeHistogram(gray));
-    }
-    if (background < 128) {
-        gray.invertPixels();
-        prepared.inverted = true;
-    }
-    const int paper = prepared.inverted ? 255 - background : background;
+    const InkMap map = vontrelInkMap(image);
+    QImage gray = map.image;
+    prepared.inverted = map.darkPage;
+    constexpr int paper = 255;
     ShadeHistogram counts = vontrelShadeHistogram(gray);
     const int ink = vontrelShadePercentile(counts, kMinimumInkPixels);
     const int width = gray.width(), height = gray.height();
@@ -185,17 +93,20 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
 
     qreal scale = 1.0;
     std::vector<uchar> keep(size_t(total), 1); // pixels handed to the recogniser as they are
+    std::vector<std::pair<int, int>> lines;
+    int typical = 0;
     if (paper - ink >= kMinimumContrast) {
         // Anything visibly darker than the paper is a mark: faint rules and pale icons too, which the
         // recogniser's own thresholding might otherwise turn into letters.
         const int markBelow = paper - std::max(kMinimumContrast / 2, (paper - ink) / 5);
         TextMask mask = vontrelFindTextMask(gray, markBelow, ink);
         keep = std::move(mask.keep);
+        lines = std::move(mask.lines);
         std::vector<int> &heights = mask.lineHeights;
         prepared.lineCount = int(heights.size());
         if (!heights.empty()) {
             std::nth_element(heights.begin(), heights.begin() + heights.size() / 2, heights.end());
-            const int typical = heights[heights.size() / 2];
+            typical = heights[heights.size() / 2];
             const qreal pixelBudget = std::sqrt(kMaximumPreparedPixels / qreal(total));
             scale = std::clamp(qreal(kTargetLineHeight) / typical, 1.0,
                                std::max(1.0, std::min(kMaximumScale, pixelBudget)));
@@ -211,20 +122,30 @@ OcrPreparedImage vontrelPrepareImageForOcr(const QImage &image)
         }
     }
 
-    if (scale > 1.0) {
-        gray = gray.scaled(qRound(gray.width() * scale), qRound(gray.height() * scale), Qt::IgnoreAspectRatio,
-                           Qt::SmoothTransformation)
-                   .convertToFormat(QImage::Format_Grayscale8);
+    for (const auto &[top, bottom] : lines) {
+        int left = width, right = -1;
+        for (int y = top; y < bottom; ++y) {
+            const uchar *row = gray.constScanLine(y);
+            for (int x = 0; x < width; ++x) {
+                if (row[x] < 255) {
+                    left = std::min(left, x);
+                    right = std::max(right, x);
+                }
+            }
+        }
+        if (right < left)
+            continue;
+        OcrPreparedLine line;
+        // Headings stand about twice as tall as the text around them; only more than that is more than one
+        // line.
+        line.block = (bottom - top) * 10 > typical * 21;
+        line.atEdge = top == 0 || bottom == height;
+        const qreal lineScale = std::clamp(qreal(kTargetLineHeight) / (line.block ? typical : bottom - top),
+                                           kMinimumLineScale, kMaximumScale);
+        line.image = padded(gray.copy(left, top, right - left + 1, bottom - top), lineScale, paper);
+        prepared.lines.push_back(std::move(line));
     }
-
-    // Recognisers drop glyphs that touch the image edge; a margin in the background's own shade does not
-    // create the false edge a white frame would draw around a grey panel.
-    const int margin = std::max(10, qRound(kTargetLineHeight / 2.0));
-    QImage padded(gray.width() + 2 * margin, gray.height() + 2 * margin, QImage::Format_Grayscale8);
-    padded.fill(uint(paper));
-    for (int y = 0; y < gray.height(); ++y)
-        std::copy_n(gray.constScanLine(y), gray.width(), padded.scanLine(y + margin) + margin);
-    prepared.image = padded;
+    prepared.image = padded(gray, scale, paper);
     return prepared;
 }
 

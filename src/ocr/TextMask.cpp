@@ -1,5 +1,6 @@
 #include "ocr/TextMask.h"
 
+#include "ocr/MarkShapes.h"
 #include "ocr/ShadeHistogram.h"
 
 #include <QRect>
@@ -9,61 +10,13 @@
 
 namespace {
 
-struct Component
-{
-    QRect box;
-    int pixels = 0;
-    bool removed = false;
-};
-
-// 8-connected components of the marked pixels; `labels` gets each pixel's component index, or -1.
-std::vector<Component> components(const std::vector<uchar> &marks, int width, int height,
-                                  std::vector<int> &labels)
-{
-    std::vector<Component> found;
-    labels.assign(marks.size(), -1);
-    std::vector<int> stack;
-    for (int start = 0; start < int(marks.size()); ++start) {
-        if (!marks[start] || labels[start] >= 0)
-            continue;
-        const int id = int(found.size());
-        Component component;
-        int minX = width, minY = height, maxX = -1, maxY = -1;
-        stack.push_back(start);
-        labels[start] = id;
-        while (!stack.empty()) {
-            const int at = stack.back();
-            stack.pop_back();
-            const int x = at % width, y = at / width;
-            ++component.pixels;
-            minX = std::min(minX, x), maxX = std::max(maxX, x);
-            minY = std::min(minY, y), maxY = std::max(maxY, y);
-            for (int dy = -1; dy <= 1; ++dy) {
-                for (int dx = -1; dx <= 1; ++dx) {
-                    const int nx = x + dx, ny = y + dy;
-                    if (nx < 0 || ny < 0 || nx >= width || ny >= height)
-                        continue;
-                    const int next = ny * width + nx;
-                    if (marks[next] && labels[next] < 0) {
-                        labels[next] = id;
-                        stack.push_back(next);
-                    }
-                }
-            }
-        }
-        component.box = QRect(QPoint(minX, minY), QPoint(maxX, maxY));
-        found.push_back(component);
-    }
-    return found;
-}
-
 // The height of a typical glyph: the upper quartile of the heights of glyph-like marks (capitals and
 // ideographs rather than x-height letters, dots and commas). Rules, frames and large blobs are left out
 // by their shape.
-int glyphHeight(const std::vector<Component> &found, int width, int height)
+int glyphHeight(const std::vector<MarkComponent> &found, int width, int height)
 {
     std::vector<int> heights;
-    for (const Component &c : found) {
+    for (const MarkComponent &c : found) {
         const int w = c.box.width(), h = c.box.height();
         if (h >= 3 && w <= 4 * h && h <= 12 * w && h < height * 9 / 10 && w < width / 2 && h < width)
             heights.push_back(h);
@@ -136,7 +89,30 @@ void eraseRules(std::vector<uchar> &marks, std::vector<uchar> &erased, int width
                     !horizontal && ((i - start >= glyph && endsOnRule(start) && endsOnRule(i - 1) &&
                                      (rule[at(line, start)] || rule[at(line, i - 1)])) ||
                                     roundedSide);
-                if (i - start >= minLength || frameSide) {
+                // Upright, a thin straight run well taller than the letters with nothing close on either
+                // side is the side of a button, a field or a list, or a divider; "|", "l" and "[" stay within
+                // a line's height, and the long stroke of a large ideograph has others beside it.
+                const auto isolated = [&](int side) {
+                    const int reach = std::max(3, glyph / 2);
+                    int clear = 0;
+                    for (int j = start; j < i; ++j) {
+                        int x = line;
+                        for (int d = 0;
+                             d < maxThickness && x + side >= 0 && x + side < width && marks[at(x + side, j)];
+                             ++d)
+                            x += side;
+                        bool empty = true;
+                        for (int d = 1; d <= reach && empty; ++d) {
+                            const int xx = x + side * d;
+                            empty = xx < 0 || xx >= width || !marks[at(xx, j)];
+                        }
+                        clear += empty;
+                    }
+                    return clear * 5 >= (i - start) * 4;
+                };
+                const bool upright = !horizontal && i - start >= std::max(12, glyph * 8 / 5) &&
+                                     i - start < minLength && isolated(-1) && isolated(1);
+                if (i - start >= minLength || frameSide || upright) {
                     int thin = 0;
                     for (int j = start; j < i; ++j)
                         thin +=
@@ -156,90 +132,6 @@ void eraseRules(std::vector<uchar> &marks, std::vector<uchar> &erased, int width
             erased[i] = 1;
         }
     }
-}
-
-// An icon is a flat-coloured area far thicker than any stroke of the text around it; glyphs, even dense
-// ideographs, are strokes of the text colour with anti-aliased edges and no such area. Bold strokes (titles,
-// buttons) are several times thicker than regular ones, so in the text's own colour only an area thicker
-// than those counts; an area of another colour (icons are blue, orange, grey) is judged against regular
-// strokes.
-bool isSolidBlob(const Component &c, int id, const std::vector<int> &labels, const QImage &gray, int width,
-                 int glyph, int ink, int markBelow)
-{
-    const int w = c.box.width(), h = c.box.height();
-    if (w * 10 < glyph * 6 || h * 10 < glyph * 6 || c.pixels * 10 < w * h * 3)
-        return false;
-    ShadeHistogram shades{};
-    for (int y = c.box.top(); y <= c.box.bottom(); ++y) {
-        for (int x = c.box.left(); x <= c.box.right(); ++x) {
-            if (labels[y * width + x] == id)
-                ++shades[gray.constScanLine(y)[x]];
-        }
-    }
-    const int fill = vontrelDominantShade(shades);
-    // Summed-area table of the flat-coloured pixels, to test whole squares at once.
-    std::vector<int> sums(size_t(w + 1) * (h + 1), 0);
-    for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) {
-            const int gx = c.box.left() + x, gy = c.box.top() + y;
-            const bool flat =
-                labels[gy * width + gx] == id && std::abs(gray.constScanLine(gy)[gx] - fill) <= 12;
-            sums[size_t(y + 1) * (w + 1) + x + 1] = flat + sums[size_t(y) * (w + 1) + x + 1] +
-                                                    sums[size_t(y + 1) * (w + 1) + x] -
-                                                    sums[size_t(y) * (w + 1) + x];
-        }
-    }
-    const bool textColoured = fill <= ink + (markBelow - ink) / 3;
-    // Regular strokes are about a twelfth of the glyph height thick, bold ones up to a fifth.
-    const int r = std::max(1, textColoured ? (glyph + 4) / 6 : (glyph + 6) / 12);
-    const int side = 2 * r + 1;
-    int solid = 0;
-    for (int y = 0; y + side <= h; ++y) {
-        for (int x = 0; x + side <= w; ++x) {
-            const int sum = sums[size_t(y + side) * (w + 1) + x + side] -
-                            sums[size_t(y) * (w + 1) + x + side] - sums[size_t(y + side) * (w + 1) + x] +
-                            sums[size_t(y) * (w + 1) + x];
-            solid += sum == side * side;
-        }
-    }
-    return solid * 12 >= w * h;
-}
-
-// The empty outline of a check box or radio button: a ring about a glyph or two across, drawn thin in a
-// colour lighter than the text's. "口" and "O" are rings too, but in the text's colour and with strokes of
-// the text's weight; read, an outline turns into "[ ]", "O" or "(_)" before the label.
-bool isControlOutline(const Component &c, int id, const std::vector<int> &labels, const QImage &gray,
-                      int width, int glyph, int ink, int markBelow)
-{
-    // Taller than capitals and ideographs (the glyph height), which is also what keeps "O" and "口" out.
-    const int w = c.box.width(), h = c.box.height();
-    if (w * 20 < glyph * 23 || h * 20 < glyph * 23 || w > glyph * 5 / 2 || h > glyph * 5 / 2 ||
-        w * 4 < h * 3 || h * 4 < w * 3 || c.pixels * 10 > w * h * 4)
-        return false;
-    // Closed: the ring lies across every way out of its middle, which "C" or "L" does not.
-    const QPoint centre = c.box.center();
-    const auto ringAt = [&](int dx, int dy) {
-        for (QPoint p = centre; c.box.contains(p); p += QPoint(dx, dy)) {
-            if (labels[p.y() * width + p.x()] == id)
-                return true;
-        }
-        return false;
-    };
-    if (!ringAt(1, 0) || !ringAt(-1, 0) || !ringAt(0, 1) || !ringAt(0, -1))
-        return false;
-    // Hollow: nothing of the ring in its middle half.
-    const QRect middle = c.box.adjusted(w / 4, h / 4, -w / 4, -h / 4);
-    ShadeHistogram shades{};
-    for (int y = c.box.top(); y <= c.box.bottom(); ++y) {
-        for (int x = c.box.left(); x <= c.box.right(); ++x) {
-            if (labels[y * width + x] != id)
-                continue;
-            if (middle.contains(x, y))
-                return false;
-            ++shades[gray.constScanLine(y)[x]];
-        }
-    }
-    return vontrelDominantShade(shades) > ink + (markBelow - ink) / 3;
 }
 
 struct Band
@@ -285,15 +177,15 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
             marks[size_t(y) * width + x] = row[x] < markBelow;
     }
     std::vector<int> labels;
-    std::vector<Component> found = components(marks, width, height, labels);
+    std::vector<MarkComponent> found = vontrelMarkComponents(marks, width, height, labels);
     int glyph = glyphHeight(found, width, height);
     std::vector<uchar> erased(size_t(total), 0);
     if (glyph > 0) {
         eraseRules(marks, erased, width, height, glyph);
-        found = components(marks, width, height, labels);
+        found = vontrelMarkComponents(marks, width, height, labels);
         glyph = std::max(glyph, 3);
         for (int id = 0; id < int(found.size()); ++id) {
-            Component &c = found[size_t(id)];
+            MarkComponent &c = found[size_t(id)];
             // A connected mark many glyphs wide and tall that is no thin frame is a picture or a texture:
             // no text to read, and on it the recogniser's layout analysis can take minutes.
             const bool picture = c.box.width() > 8 * glyph && c.box.height() > 8 * glyph &&
@@ -310,11 +202,15 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
                         touchesErased = erased[size_t(y) * width + x];
                 cornerDebris = touchesErased;
             }
-            if (picture || cornerDebris || isSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow) ||
-                isControlOutline(c, id, labels, gray, width, glyph, ink, markBelow))
+            if (picture || cornerDebris ||
+                vontrelIsSolidBlob(c, id, labels, gray, width, glyph, ink, markBelow) ||
+                vontrelIsControlOutline(c, id, labels, gray, width, glyph, ink, markBelow))
                 c.removed = true;
         }
     }
+
+    if (glyph > 0)
+        vontrelRemoveTallMarks(found, glyph);
 
     std::vector<uchar> kept(size_t(total), 0);
     for (size_t i = 0; i < kept.size(); ++i)
@@ -367,7 +263,7 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
         const Band band = top ? bands.front() : bands.back();
         if (!partialAtEdge(top ? bands.front() : bands.back(), top))
             continue;
-        for (Component &c : found) {
+        for (MarkComponent &c : found) {
             if (c.box.top() >= band.top && c.box.bottom() < band.bottom)
                 c.removed = true;
         }
@@ -377,12 +273,30 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
     // Only the surroundings of the kept glyphs reach the recogniser: their anti-aliased edges stay,
     // erased rules and anything too faint to be a mark become paper.
     const int pad = std::max(2, glyph / 3);
-    for (const Component &c : found) {
+    for (const MarkComponent &c : found) {
         if (c.removed)
             continue;
         const QRect around = c.box.adjusted(-pad, -pad, pad, pad).intersected(QRect(0, 0, width, height));
         for (int y = around.top(); y <= around.bottom(); ++y)
             std::fill_n(keep.begin() + size_t(y) * width + around.left(), around.width(), 1);
+    }
+    // A faint pixel away from every kept mark is no glyph's anti-aliased edge but a pale area beside the
+    // text: the fill of a check box, a field's shading, a shadow.
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const size_t i = size_t(y) * width + x;
+            if (!keep[i] || gray.constScanLine(y)[x] < markBelow)
+                continue;
+            bool nearMark = false;
+            for (int dy = -1; dy <= 1 && !nearMark; ++dy) {
+                for (int dx = -1; dx <= 1 && !nearMark; ++dx) {
+                    const int nx = x + dx, ny = y + dy;
+                    nearMark =
+                        nx >= 0 && ny >= 0 && nx < width && ny < height && kept[size_t(ny) * width + nx];
+                }
+            }
+            keep[i] = nearMark;
+        }
     }
     for (size_t i = 0; i < erased.size(); ++i)
         erased[i] = erased[i] || (labels[i] >= 0 && found[size_t(labels[i])].removed);
@@ -403,11 +317,16 @@ TextMask vontrelFindTextMask(const QImage &gray, int markBelow, int ink)
     }
 
     std::vector<int> heights;
+    std::vector<std::pair<int, int>> lines;
     for (const Band &band : bands) {
-        if (countsAsLine(band))
+        if (countsAsLine(band)) {
             heights.push_back(band.height());
+            lines.emplace_back(band.top, band.bottom);
+        }
     }
-    if (bandsAreLines)
+    if (bandsAreLines) {
         mask.lineHeights = std::move(heights);
+        mask.lines = std::move(lines);
+    }
     return mask;
 }

@@ -256,6 +256,8 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
             wholeLine = wholeLine || (begin > 0 && box.left() <= words[begin - 1].box.right()) ||
                         (end < words.size() && box.right() >= words[end].box.left());
         }
+        if (wholeLine && mode == tesseract::PSM_SINGLE_LINE)
+            continue; // the same line in the same mode would read the same
         if (wholeLine)
             stretches = {{0, words.size()}};
         // From the end, so replacing one stretch leaves the positions of those before it valid.
@@ -313,22 +315,6 @@ TesseractOcrProvider::Reading TesseractOcrProvider::readLocked(const QImage &pag
     return reading;
 }
 
-// Tesseract's own count of text lines on the page, from its layout analysis alone (no recognition).
-int TesseractOcrProvider::layoutLineCountLocked(const QImage &page)
-{
-    m_api->SetPageSegMode(tesseract::PSM_AUTO);
-    m_api->SetImage(page.constBits(), page.width(), page.height(), 1, int(page.bytesPerLine()));
-    m_api->SetSourceResolution(kPreparedResolution);
-    std::unique_ptr<tesseract::PageIterator> iterator(m_api->AnalyseLayout());
-    int lines = 0;
-    if (iterator) {
-        do {
-            ++lines;
-        } while (iterator->Next(tesseract::RIL_TEXTLINE));
-    }
-    return lines;
-}
-
 QString TesseractOcrProvider::recognize(QImage image)
 {
     return recognizeRegion(std::move(image)).text;
@@ -350,27 +336,40 @@ OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
 
     tesseract::ETEXT_DESC monitor;
     monitor.set_deadline_msecs(m_timeLimitMs);
-    const QImage &page = prepared.image;
-    // With a single band of ink the line mode keeps short words from being read as noise; otherwise the
-    // region is one block of text. When the engine's own layout analysis finds another number of lines, our
-    // estimate may have been misled (by something we did not recognise as a frame, say): the engine's fully
-    // automatic layout reads the page too and the reading with more confident text wins, so that neither
-    // guess can drop text on its own. The block mode's lines are already the engine's analysis; the line
-    // mode has none, so the layout is analysed on its own first (far cheaper than a recognition).
-    const int estimated = prepared.lineCount;
+    // Each line is read on its own, in the engine's line mode: its page layout analysis, made for scanned
+    // paper, splits screen lines into columns at wide gaps, drops short lines ("{" alone) and merges a
+    // selected row with its neighbours. Lines we could not tell apart are read as a block.
     Reading best;
-    bool disagree = false;
-    if (estimated == 1) {
-        disagree = layoutLineCountLocked(page) > 1;
-        best = readLocked(page, tesseract::PSM_SINGLE_LINE, monitor);
-    } else {
-        best = readLocked(page, tesseract::PSM_SINGLE_BLOCK, monitor);
-        disagree = estimated > 0 && best.lineCount != estimated;
+    QStringList text;
+    const std::vector<OcrPreparedLine> &lines = prepared.lines;
+    for (size_t i = 0; i < lines.size() && !best.timedOut; ++i) {
+        Reading line =
+            readLocked(lines[i].image,
+                       lines[i].block ? tesseract::PSM_SINGLE_BLOCK : tesseract::PSM_SINGLE_LINE, monitor);
+        const auto characters = [](const Reading &reading) {
+            qsizetype count = 0;
+            for (const QString &read : reading.lines)
+                count += read.trimmed().size();
+            return count;
+        };
+        // Short Chinese lines in line mode sometimes come out as Latin nonsense of little confidence; in
+        // block mode the engine weighs its languages anew, so a doubtful line is read that way too and the
+        // more confident reading kept.
+        if (!line.timedOut && !lines[i].block && line.confidentText * 2 < characters(line)) {
+            Reading again = readLocked(lines[i].image, tesseract::PSM_SINGLE_BLOCK, monitor);
+            if (again.timedOut || again.confidentText > line.confidentText)
+                line = std::move(again);
+        }
+        best.timedOut = line.timedOut;
+        // The rest of a line cut off by the region's edge reads as a few doubtful letters; a whole line
+        // there reads with confidence.
+        if (lines[i].atEdge && lines.size() > 1 && line.confidentText * 2 < characters(line))
+            continue;
+        text << line.lines;
     }
-    if (disagree && !best.timedOut) {
-        Reading automatic = readLocked(page, tesseract::PSM_AUTO, monitor);
-        if (automatic.timedOut || automatic.confidentText > best.confidentText)
-            best = std::move(automatic);
+    if (lines.empty()) {
+        best = readLocked(prepared.image, tesseract::PSM_SINGLE_BLOCK, monitor);
+        text = best.lines;
     }
     // Drops the page but keeps the models loaded for the next recognition.
     m_api->Clear();
@@ -382,5 +381,5 @@ OcrOutcome TesseractOcrProvider::recognizeRegion(QImage image)
                                "smaller region")
                     .arg(qMax(1, m_timeLimitMs / 1000))};
     }
-    return {vontrelJoinOcrLines(best.lines), QString()};
+    return {vontrelJoinOcrLines(text), QString()};
 }

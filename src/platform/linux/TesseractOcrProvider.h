@@ -45,7 +45,6 @@ private:
     struct Reading;
     bool ensureEngineLocked();
     Reading readLocked(const QImage &page, int mode, tesseract::ETEXT_DESC &monitor);
-    int layoutLineCountLocked(const QImage &page);
 
     QStringList m_languages;
     QString m_dataPath;

@@ -99,6 +99,7 @@ void OpenAIClient::completeStreaming(const QString &prompt)
         return;
     }
 
+    warnOfClearText();
     ensureNetworkManager();
     cancelRequest();
     const quint64 streamId = ++m_streamId;
@@ -433,10 +434,21 @@ QString OpenAIClient::complete(const QString &prompt)
         m_lastError = problem;
         return QString();
     }
+    warnOfClearText();
     ensureNetworkManager();
     return vontrelCompleteBlocking(m_networkManager, vontrelChatRequest(m_apiUrl, m_apiKey, false),
                                    vontrelChatBody(m_model, prompt, false), m_timeout, m_limits.maxBodyBytes,
                                    errors(), &m_lastError);
+}
+
+void OpenAIClient::warnOfClearText()
+{
+    // Once per address: the log is for the user who wonders where the key went, not a line per request.
+    if (m_clearTextWarned == m_apiUrl)
+        return;
+    m_clearTextWarned = m_apiUrl;
+    if (const QString warning = ProviderErrors::clearTextWarning(m_apiUrl); !warning.isEmpty())
+        qCWarning(lcAi).noquote() << "OpenAIClient:" << warning;
 }
 
 ProviderErrors OpenAIClient::errors() const

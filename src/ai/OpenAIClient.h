@@ -91,6 +91,7 @@ private:
     void failStream(const QString &message);
     void emitErrorQueued(const QString &message);
     void stopTimers();
+    void warnOfClearText();
     // Error texts with the current settings' credentials kept out.
     ProviderErrors errors() const;
 
@@ -108,4 +109,5 @@ private:
     QTimer m_idleTimer;
     QTimer m_totalTimer;
     StreamBody m_body;
+    QString m_clearTextWarned; // the address the key-in-clear-text warning was logged for
 };

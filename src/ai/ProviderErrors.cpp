@@ -2,6 +2,7 @@
 
 #include "ai/ChatRequest.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -33,6 +34,30 @@ bool sameOrigin(const QUrl &a, const QUrl &b)
     const int defaultPort = a.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0 ? 443 : 80;
     return a.scheme().compare(b.scheme(), Qt::CaseInsensitive) == 0 &&
            a.host().compare(b.host(), Qt::CaseInsensitive) == 0 && a.port(defaultPort) == b.port(defaultPort);
+}
+
+// This machine, a private or link-local address, or a name only a local network resolves (one without a
+// dot, or under a suffix reserved for local use).
+bool isLocalHost(const QString &host)
+{
+    const QHostAddress address(host);
+    if (!address.isNull()) {
+        static const QPair<QHostAddress, int> kLocalRanges[] = {
+            QHostAddress::parseSubnet(QStringLiteral("10.0.0.0/8")),
+            QHostAddress::parseSubnet(QStringLiteral("172.16.0.0/12")),
+            QHostAddress::parseSubnet(QStringLiteral("192.168.0.0/16")),
+            QHostAddress::parseSubnet(QStringLiteral("100.64.0.0/10")), // carrier-grade NAT, VPN meshes
+            QHostAddress::parseSubnet(QStringLiteral("fc00::/7")),
+        };
+        return address.isLoopback() || address.isLinkLocal() ||
+               std::any_of(std::begin(kLocalRanges), std::end(kLocalRanges),
+                           [&address](const auto &range) { return address.isInSubnet(range); });
+    }
+    const QString name = host.toLower();
+    static const char *const kLocalSuffixes[] = {".local", ".lan", ".home.arpa", ".internal", ".localhost"};
+    return !name.contains(QLatin1Char('.')) ||
+           std::any_of(std::begin(kLocalSuffixes), std::end(kLocalSuffixes),
+                       [&name](const char *suffix) { return name.endsWith(QLatin1String(suffix)); });
 }
 
 } // namespace
@@ -100,6 +125,17 @@ QString ProviderErrors::settingsProblem(const QString &apiUrl, const QString &ap
     if (!isHttpUrl(QUrl(vontrelChatEndpoint(apiUrl))))
         return tr("The API URL is not an http or https address.");
     return QString();
+}
+
+QString ProviderErrors::clearTextWarning(const QString &apiUrl)
+{
+    const QUrl url(vontrelChatEndpoint(apiUrl));
+    if (!isHttpUrl(url) || url.scheme().compare(QLatin1String("http"), Qt::CaseInsensitive) != 0 ||
+        isLocalHost(url.host()))
+        return QString();
+    return tr("The API key is sent unencrypted to %1, which is not on this machine or your local network. "
+              "Use an https address unless you trust every network in between.")
+        .arg(url.host());
 }
 
 QString ProviderErrors::redirectProblem(const QUrl &from, const QUrl &to)

@@ -31,6 +31,9 @@ public:
 
     // Why a request with these settings must not be sent; empty when it may.
     static QString settingsProblem(const QString &apiUrl, const QString &apiKey);
+    // A warning when the API key would travel unencrypted (plain http) to a host that is not on this machine
+    // or the local network; empty otherwise. Plain http is common on local networks, so it never blocks.
+    static QString clearTextWarning(const QString &apiUrl);
     // Why a redirect from the configured address must not be followed; empty when it stays on its origin.
     static QString redirectProblem(const QUrl &from, const QUrl &to);
     // A redirect that cannot lead to an answer: back to an address already asked, or the end of the chain.

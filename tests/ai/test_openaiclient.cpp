@@ -4,6 +4,7 @@
 #include "StreamRecorder.h"
 #include "ai/ConnectionWarmUp.h"
 #include "ai/OpenAIClient.h"
+#include "ai/ProviderErrors.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
@@ -270,6 +271,34 @@ private slots:
         const WarmUpTarget target = vontrelWarmUpTarget(nullptr, QUrl(url));
         QCOMPARE(target.host, QStringLiteral("llm.example"));
         QTEST(int(target.port), "port");
+    }
+
+    // The key travels in clear text over plain http; that is warned of only when it leaves this machine and
+    // the local network.
+    void clearTextWarning_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<bool>("warned");
+        QTest::newRow("public name") << "http://llm.example.com/v1" << true;
+        QTest::newRow("public address") << "HTTP://8.8.8.8:8080/v1" << true;
+        QTest::newRow("just outside 172.16/12") << "http://172.32.0.1/v1" << true;
+        QTest::newRow("https") << "https://llm.example.com/v1" << false;
+        QTest::newRow("localhost") << "http://localhost:11434/v1" << false;
+        QTest::newRow("loopback v6") << "http://[::1]:8000/v1" << false;
+        QTest::newRow("private v4") << "http://192.168.1.20/v1" << false;
+        QTest::newRow("unique local v6") << "http://[fd12::1]/v1" << false;
+        QTest::newRow("name without a dot") << "http://gpu-box:8000/v1" << false;
+        QTest::newRow("mdns name") << "http://nas.local/v1" << false;
+    }
+
+    void clearTextWarning()
+    {
+        QFETCH(QString, url);
+        QFETCH(bool, warned);
+        const QString warning = ProviderErrors::clearTextWarning(url);
+        QCOMPARE(!warning.isEmpty(), warned);
+        if (warned)
+            QVERIFY(warning.contains(QUrl(url).host()));
     }
 
     // The event-stream parser on its own. CR LF split between two reads is one line ending: taken as two, the

@@ -4,6 +4,7 @@
 #include "SessionRig.h"
 #include "TestEnv.h"
 #include "X11TestHelpers.h"
+#include "ai/InputLimit.h"
 
 #include "capture/CaptureOverlay.h"
 #include "ui/result/ResultWindow.h"
@@ -329,6 +330,25 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("partial slow: fourth text"),
                                   kBound);
         QCOMPARE(m_rig->promptInput(-1), QStringLiteral("slow: fourth text"));
+    }
+
+    // A clipboard far beyond one request: the request carries what fits, the window shows it with a note of
+    // what was left out, and the clipboard stays as it was.
+    void hugeClipboardIsCut()
+    {
+        const QByteArray line = "A long clipboard line of plain text.\n";
+        const QByteArray huge = line.repeated(50 * 1024 * 1024 / line.size());
+        QVERIFY(ownClipboard({{"text/plain", huge}}));
+        QElapsedTimer clock;
+        clock.start();
+        QPointer<ResultWindow> window = press(kTextHotkey);
+        QVERIFY(window);
+        QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), 120000);
+        qInfo() << "huge clipboard: answered after" << clock.elapsed() << "ms";
+        const QString sent = m_rig->promptInput();
+        QVERIFY(sent.size() <= kVontrelMaxInputChars && QString::fromLatin1(huge).startsWith(sent));
+        QCOMPARE(window->getSourceText(), sent);
+        QVERIFY(window->findChild<QLabel *>(QStringLiteral("inputCutNote"))->isVisible());
     }
 
 private:

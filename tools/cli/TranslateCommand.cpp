@@ -3,6 +3,7 @@
 #include "ai/ActionService.h"
 #include "ai/InputLimit.h"
 #include "ai/OpenAIClient.h"
+#include "ai/ProviderErrors.h"
 #include "config/ConfigManager.h"
 
 #include <QCommandLineParser>
@@ -227,6 +228,8 @@ int vontrelCliTranslate(const QStringList &arguments)
     }
     text = input.text;
 
+    if (const QString warning = ProviderErrors::clearTextWarning(apiUrl); !warning.isEmpty())
+        vontrelCliWriteError(QStringLiteral("warning: ") + warning);
     OpenAIClient client(apiUrl, apiKey, model);
     OpenAIClient::Limits limits = client.limits();
     limits.idleMs = timeoutMs;

@@ -330,6 +330,10 @@ Capture screenshots, recognize text, and translate instantly.</source>
         <source>The provider redirected the request (HTTP %1), and the redirect could not be followed to an answer; check the API address.</source>
         <translation>服务商重定向了请求（HTTP %1），但无法跟随重定向得到回答；请检查 API 地址。</translation>
     </message>
+    <message>
+        <source>The API key is sent unencrypted to %1, which is not on this machine or your local network. Use an https address unless you trust every network in between.</source>
+        <translation>API 密钥将以未加密的方式发送到 %1，它既不在本机上，也不在您的局域网中。除非您信任途经的每一个网络，否则请使用 https 地址。</translation>
+    </message>
 </context>
 <context>
     <name>PermissionGuideDialog</name>
@@ -718,6 +722,10 @@ Reverted to the previous working hotkeys.</source>
     <message>
         <source>Vontrel — Translation</source>
         <translation>Vontrel — 翻译</translation>
+    </message>
+    <message>
+        <source>The text was cut to fit one request (at most %1 characters): the other %2 characters are neither shown nor translated.</source>
+        <translation>文本已截短以放入一次请求（最多 %1 个字符）：其余 %2 个字符既不显示也不翻译。</translation>
     </message>
 </context>
 <context>

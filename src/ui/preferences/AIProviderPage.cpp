@@ -1,6 +1,7 @@
 #include "ui/preferences/AIProviderPage.h"
 
 #include "ai/OpenAIClient.h"
+#include "ai/ProviderErrors.h"
 #include "config/ConfigManager.h"
 #include "ui/preferences/PreferencesPageLayout.h"
 
@@ -69,6 +70,10 @@ void AIProviderPage::setupUI()
                             QStringLiteral("claude-3-opus")});
     form->addRow(m_modelLabel, m_modelCombo);
     static_cast<QVBoxLayout *>(fieldsCard->layout())->addLayout(form);
+    // A warning, not a block: services on a local network are often plain http.
+    m_clearTextWarning = wrappedLabel(fieldsCard, "WarningText");
+    m_clearTextWarning->hide();
+    fieldsCard->layout()->addWidget(m_clearTextWarning);
     layout->addWidget(fieldsCard);
 
     QFrame *testCard = card(this, 16, 14, 16, 14, 12);
@@ -96,6 +101,14 @@ void AIProviderPage::loadSettings()
     m_urlEdit->setText(config->apiUrl());
     m_keyEdit->setText(config->apiKey());
     m_modelCombo->setCurrentText(config->model());
+    updateClearTextWarning();
+}
+
+void AIProviderPage::updateClearTextWarning()
+{
+    const QString warning = ProviderErrors::clearTextWarning(m_urlEdit->text());
+    m_clearTextWarning->setText(warning);
+    m_clearTextWarning->setVisible(!warning.isEmpty());
 }
 
 void AIProviderPage::retranslateUi()
@@ -105,6 +118,7 @@ void AIProviderPage::retranslateUi()
     m_keyLabel->setText(tr("API Key:"));
     m_modelLabel->setText(tr("Model:"));
     m_testButton->setText(tr("Test Connection"));
+    updateClearTextWarning();
 }
 
 void AIProviderPage::changeEvent(QEvent *event)
@@ -120,6 +134,7 @@ void AIProviderPage::onSettingsChanged()
     config->setApiUrl(m_urlEdit->text());
     config->setApiKey(m_keyEdit->text());
     config->setModel(m_modelCombo->currentText());
+    updateClearTextWarning();
     emit settingsChanged();
 }
 

@@ -36,6 +36,8 @@ private:
     void loadSettings();
     void retranslateUi();
     void finishTestConnection();
+    // Shows, under the address, that the key would travel unencrypted to another network's host.
+    void updateClearTextWarning();
 
     QLabel *m_titleLabel = nullptr;
     QLabel *m_urlLabel = nullptr;
@@ -44,6 +46,7 @@ private:
     QLineEdit *m_urlEdit = nullptr;
     QLineEdit *m_keyEdit = nullptr;
     QComboBox *m_modelCombo = nullptr;
+    QLabel *m_clearTextWarning = nullptr;
     QPushButton *m_testButton = nullptr;
     QPointer<OpenAIClient> m_testClient;
 };

@@ -127,6 +127,14 @@ void ResultWindow::setupUi()
             [this] { emit translateRequested(getSourceText()); });
     m_mainLayout->addWidget(m_sourceEdit);
 
+    m_cutNote = new QLabel(this);
+    m_cutNote->setObjectName(QStringLiteral("inputCutNote"));
+    m_cutNote->setWordWrap(true);
+    m_cutNote->setStyleSheet(ResultWindowStyle::message(colors));
+    m_cutNote->hide();
+    m_mainLayout->addWidget(m_cutNote);
+    connect(m_sourceEdit, &SourceText::inputCut, this, &ResultWindow::showCut);
+
     m_translationView = new ResultText(this, colors);
     m_mainLayout->addWidget(m_translationView);
     // Spare height (the window's minimum exceeds short content) goes below the content, not between rows.
@@ -158,6 +166,7 @@ void ResultWindow::retranslateUi()
     m_cornerButtons->retranslate();
     m_sourceEdit->retranslate();
     m_translationView->setPlaceholderText(tr("Translation will appear here..."));
+    retranslateCutNote();
 }
 
 void ResultWindow::refresh()

@@ -104,6 +104,9 @@ private:
     void updateCopyButtonsPosition();
     void updateAutoHeights();
     bool canSendSource() const;
+    // The note under the source that the text was cut to the input limit; hidden when leftOut is 0.
+    void showCut(qsizetype leftOut);
+    void retranslateCutNote();
 
     Mode m_mode = TextMode;
     Requests m_requests;
@@ -112,6 +115,8 @@ private:
     QLabel *m_messageLabel = nullptr;
     PreviewArea *m_previewLabel = nullptr;
     SourceText *m_sourceEdit = nullptr;
+    QLabel *m_cutNote = nullptr;
+    qsizetype m_cutLeftOut = 0;
     ResultText *m_translationView = nullptr;
     ResultCornerButtons *m_cornerButtons = nullptr;
     QObject *m_autoHide = nullptr;

@@ -2,12 +2,14 @@
 // the session's (IResultView). The widget tree, sizing and events are in ResultWindow.cpp.
 #include "ui/result/ResultWindow.h"
 
+#include "ai/InputLimit.h"
 #include "platform/Platform.h"
 #include "ui/result/PreviewArea.h"
 #include "ui/result/ResultText.h"
 #include "ui/result/SourceText.h"
 
 #include <QLabel>
+#include <QLocale>
 
 // ---- content ------------------------------------------------------------------------------------------
 
@@ -32,6 +34,7 @@ void ResultWindow::setMode(Mode mode)
     if (mode == MessageMode) {
         showTranslation(false);
         clearTranslation();
+        showCut(0);
     }
 
     refresh();
@@ -46,8 +49,28 @@ void ResultWindow::setSourceText(const QString &text)
 {
     if (m_isClosing)
         return;
-    m_sourceEdit->setPlainText(text);
+    // Only what one request carries is laid out: the whole of a huge clipboard would freeze the window.
+    const BoundedInput input = vontrelBoundInput(text);
+    m_sourceEdit->setPlainText(input.text);
+    showCut(input.leftOut());
     refresh();
+}
+
+void ResultWindow::showCut(qsizetype leftOut)
+{
+    m_cutLeftOut = leftOut;
+    retranslateCutNote();
+    m_cutNote->setVisible(leftOut > 0);
+    refresh();
+}
+
+void ResultWindow::retranslateCutNote()
+{
+    if (m_cutLeftOut > 0)
+        m_cutNote->setText(tr("The text was cut to fit one request (at most %1 characters): the other %2 "
+                              "characters are neither shown nor translated.")
+                               .arg(QLocale().toString(qlonglong(kVontrelMaxInputChars)),
+                                    QLocale().toString(qlonglong(m_cutLeftOut))));
 }
 
 QString ResultWindow::getSourceText() const

@@ -1,8 +1,11 @@
 #include "ui/result/SourceText.h"
 
+#include "ai/InputLimit.h"
 #include "ui/result/ResultWindowStyle.h"
 
 #include <QKeyEvent>
+#include <QMimeData>
+#include <QTextCursor>
 
 SourceText::SourceText(QWidget *parent, const ThemeColors &colors)
     : QTextEdit(parent)
@@ -57,4 +60,26 @@ void SourceText::keyPressEvent(QKeyEvent *event)
         return;
     }
     QTextEdit::keyPressEvent(event);
+}
+
+void SourceText::insertFromMimeData(const QMimeData *source)
+{
+    if (!source->hasText()) {
+        QTextEdit::insertFromMimeData(source);
+        return;
+    }
+    QTextCursor cursor = textCursor();
+    // The document counts the paragraph separator at its end as a character.
+    const qsizetype kept =
+        document()->characterCount() - 1 - (cursor.selectionEnd() - cursor.selectionStart());
+    const BoundedInput input =
+        vontrelBoundInput(source->text(), qMax<qsizetype>(0, kVontrelMaxInputChars - kept));
+    if (!input.isCut()) {
+        QTextEdit::insertFromMimeData(source);
+        return;
+    }
+    cursor.insertText(input.text);
+    setTextCursor(cursor);
+    ensureCursorVisible();
+    emit inputCut(input.leftOut());
 }

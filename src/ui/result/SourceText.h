@@ -28,9 +28,14 @@ public:
 
 signals:
     void sendRequested();
+    // A paste or a drop was cut to the input limit; leftOut characters of it were not inserted.
+    void inputCut(qsizetype leftOut);
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
+    // Pasted or dropped text is cut so that the area never holds more than one request carries: a huge
+    // clipboard would otherwise cost seconds of layout and gigabytes of memory before anything is sent.
+    void insertFromMimeData(const QMimeData *source) override;
 
 private:
     bool m_capture = false;

@@ -151,6 +151,15 @@ private slots:
         QTest::keyClicks(url, QStringLiteral(" http://127.0.0.1:9/v1 "));
         QCOMPARE(config->apiUrl(), QStringLiteral(" http://127.0.0.1:9/v1 "));
         QVERIFY(QFile::exists(ConfigManager::configFilePath()));
+
+        // A key that would cross other networks in clear text is warned of, and still stored as typed.
+        const auto *warning = child<QLabel>(&page, "WarningText");
+        QVERIFY(warning->isHidden());
+        url->setText(QStringLiteral("http://llm.example.com/v1"));
+        QCOMPARE(config->apiUrl(), QStringLiteral("http://llm.example.com/v1"));
+        QVERIFY(!warning->isHidden() && warning->text().contains(QLatin1String("llm.example.com")));
+        url->setText(QStringLiteral("https://llm.example.com/v1"));
+        QVERIFY(warning->isHidden());
     }
 
     void providerConnectionTest_data()

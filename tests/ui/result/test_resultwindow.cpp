@@ -1,9 +1,12 @@
 // ResultWindow on the offscreen platform: corner buttons, streaming, copying, keyboard and sizing.
+#include "ai/InputLimit.h"
 #include "ui/result/ResultLayout.h"
 #include "ui/result/ResultWindow.h"
 
 #include <QApplication>
 #include <QClipboard>
+#include <QLabel>
+#include <QLocale>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -214,6 +217,42 @@ private slots:
     }
 
     // What the session's calls look like: the state shows as placeholders and lines, never as source text.
+    // A text longer than one request (shown by the session or pasted by the user) is cut to it, and the
+    // window says how much was left out; a text that fits takes the note away again.
+    void longTextIsCutWithANote_data()
+    {
+        QTest::addColumn<bool>("pasted");
+        QTest::newRow("shown by the session") << false;
+        QTest::newRow("pasted into typed text") << true;
+    }
+
+    void longTextIsCutWithANote()
+    {
+        QFETCH(bool, pasted);
+        QVERIFY(open(Mode::TextMode));
+        const QString line = QStringLiteral("Eine Zeile Text mit Umlauten äöü.\n");
+        const QString huge = line.repeated(200000 / line.size());
+        const QLabel *note = part<QLabel>("inputCutNote");
+        QVERIFY(note && note->isHidden());
+        if (pasted) {
+            w->showSource(QStringLiteral("typed "), true);
+            source()->moveCursor(QTextCursor::End);
+            QApplication::clipboard()->setText(huge);
+            source()->paste();
+        } else {
+            w->showSource(huge, true);
+        }
+        const QString shown = w->getSourceText();
+        QVERIFY(shown.size() <= kVontrelMaxInputChars && shown.size() > kVontrelMaxInputChars - line.size());
+        QVERIFY(shown.endsWith(line) && (pasted ? QStringLiteral("typed ") + huge : huge).startsWith(shown));
+        const qsizetype leftOut = huge.size() - shown.size() + (pasted ? 6 : 0);
+        QVERIFY(note->isVisible());
+        QVERIFY2(note->text().contains(QLocale().toString(qlonglong(leftOut))), qPrintable(note->text()));
+
+        w->showSource(QStringLiteral("short"), true);
+        QVERIFY(note->isHidden());
+    }
+
     void sessionCallsShowTheirState()
     {
         w = std::make_unique<ResultWindow>();

@@ -9,7 +9,6 @@
 
 #include <QDebug>
 #include <QFutureWatcher>
-#include <QLocale>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
 #include <QNetworkRequest>
@@ -23,11 +22,6 @@ const char kStreamIdProperty[] = "streamId";
 const char kOriginProperty[] = "configuredUrl";
 const char kAskedProperty[] = "askedUrls";
 constexpr qint64 kReadAheadBytes = 256 * 1024;
-
-QString secondsText(int ms)
-{
-    return QLocale::c().toString(ms / 1000.0, 'g', 3);
-}
 
 int httpStatusOf(const QNetworkReply *reply)
 {
@@ -344,17 +338,12 @@ void OpenAIClient::onIdleTimeout()
         emit streamingFinished(m_fullResponse);
         return;
     }
-    if (m_fullResponse.isEmpty())
-        failStream(tr("The provider did not answer within %1 seconds.").arg(secondsText(m_limits.idleMs)));
-    else
-        failStream(tr("The provider sent nothing for %1 seconds; the answer is incomplete.")
-                       .arg(secondsText(m_limits.idleMs)));
+    failStream(ProviderErrors::idleText(m_limits.idleMs, !m_fullResponse.isEmpty()));
 }
 
 void OpenAIClient::onTotalTimeout()
 {
-    failStream(
-        tr("The answer took longer than %1 seconds and was stopped.").arg(secondsText(m_limits.totalMs)));
+    failStream(ProviderErrors::totalTimeText(m_limits.totalMs));
 }
 
 void OpenAIClient::processSSEData(const QByteArray &data)

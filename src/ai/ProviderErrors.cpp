@@ -157,6 +157,20 @@ QString ProviderErrors::redirectLoopText(int status)
         .arg(status);
 }
 
+QString ProviderErrors::idleText(int idleMs, bool afterContent)
+{
+    const QString seconds = QLocale::c().toString(idleMs / 1000.0, 'g', 3);
+    return afterContent
+               ? tr("The provider sent nothing for %1 seconds; the answer is incomplete.").arg(seconds)
+               : tr("The provider did not answer within %1 seconds.").arg(seconds);
+}
+
+QString ProviderErrors::totalTimeText(int totalMs)
+{
+    return tr("The answer took longer than %1 seconds and was stopped.")
+        .arg(QLocale::c().toString(totalMs / 1000.0, 'g', 3));
+}
+
 QString ProviderErrors::bodyLimitText(qsizetype maxBodyBytes)
 {
     return tr("The provider sent more than %1 MiB; the answer was stopped there.")

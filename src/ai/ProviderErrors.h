@@ -39,6 +39,9 @@ public:
     // A redirect that cannot lead to an answer: back to an address already asked, or the end of the chain.
     static QString redirectLoopText(int status);
     static QString bodyLimitText(qsizetype maxBodyBytes);
+    // A stream that went quiet for the idle limit, before or after the first piece of the answer.
+    static QString idleText(int idleMs, bool afterContent);
+    static QString totalTimeText(int totalMs);
     // The text of an "error" member; empty when it carries none.
     static QString errorMemberText(const QJsonValue &error);
     // The provider's own explanation in an error body, shortened for a window; empty when there is none.

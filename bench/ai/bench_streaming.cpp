@@ -120,6 +120,23 @@ int main(int argc, char *argv[])
         body += event(events++);
     body += "data: [DONE]\n\n";
 
+    // --serve SECONDS: only serve this stream to every request for that long, so that another client (the
+    // official OpenAI Node SDK, bench/ai/node_sdk_baseline.mjs) can be measured against the same bytes.
+    if (const qsizetype serve = QCoreApplication::arguments().indexOf(QStringLiteral("--serve")); serve > 0) {
+        server->setFallback(ScriptedResponse::sse().sendInPieces(body, 16384, 16384, 1, -1));
+        std::printf("%s %lld %d\n", qPrintable(server->baseUrl()), static_cast<long long>(body.size()),
+                    events);
+        std::fflush(stdout);
+        QTimer::singleShot(QCoreApplication::arguments().value(serve + 1).toInt() * 1000, &app,
+                           &QCoreApplication::quit);
+        QCoreApplication::exec();
+        QMetaObject::invokeMethod(
+            server, [server] { delete server; }, Qt::BlockingQueuedConnection);
+        serverThread.quit();
+        serverThread.wait();
+        return 0;
+    }
+
     std::vector<double> mbPerSecond;
     std::vector<double> usPerChunk;
     for (int run = 0; run < kThroughputRuns; ++run) {

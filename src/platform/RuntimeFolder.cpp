@@ -5,6 +5,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFile>
+#include <QStandardPaths>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -58,15 +59,26 @@ QString vontrelRuntimeFolder(QString *problem)
             << QStringLiteral("RuntimeFolder: XDG_RUNTIME_DIR %1 is not private (%2); not using it")
                    .arg(fromEnvironment, why);
     }
-    const QString own = QDir(QDir::tempPath()).filePath(QStringLiteral("vontrel-%1").arg(::geteuid()));
-    if (::mkdir(QFile::encodeName(own).constData(), kPrivateFolder) != 0 && errno != EEXIST) {
-        why = qt_error_string(errno);
-    } else if (isPrivateFolder(own, &why)) {
-        return own;
+    // The shared temporary folder first (short paths suit sockets, and it is emptied at boot); when someone
+    // else took the name there, a folder in the user's own cache, where nobody else can.
+    const QString candidates[] = {
+        QDir(QDir::tempPath()).filePath(QStringLiteral("vontrel-%1").arg(::geteuid())),
+        QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
+            QStringLiteral("/vontrel-runtime"),
+    };
+    QStringList problems;
+    for (const QString &own : candidates) {
+        if (QDir::isRelativePath(own))
+            continue;
+        if (::mkdir(QFile::encodeName(own).constData(), kPrivateFolder) != 0 && errno != EEXIST)
+            why = qt_error_string(errno);
+        else if (isPrivateFolder(own, &why))
+            return own;
+        qCWarning(lcPlatform).noquote() << "RuntimeFolder: cannot use" << own << "-" << why;
+        problems << QStringLiteral("%1: %2").arg(own, why);
     }
-    qCWarning(lcPlatform).noquote() << "RuntimeFolder: cannot use" << own << "-" << why;
     if (problem)
-        *problem = QStringLiteral("%1: %2").arg(own, why);
+        *problem = problems.join(QStringLiteral("; "));
     return QString();
 }
 

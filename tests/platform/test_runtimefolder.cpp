@@ -45,25 +45,27 @@ class TestRuntimeFolder final : public QObject
 {
     Q_OBJECT
 
-    QByteArray m_runtime, m_tmp;
+    QByteArray m_runtime, m_tmp, m_cache;
 
 private slots:
     void initTestCase()
     {
         m_runtime = qgetenv("XDG_RUNTIME_DIR");
         m_tmp = qgetenv("TMPDIR");
+        m_cache = qgetenv("XDG_CACHE_HOME");
     }
     void cleanup()
     {
         qputenv("XDG_RUNTIME_DIR", m_runtime);
         qputenv("TMPDIR", m_tmp);
+        qputenv("XDG_CACHE_HOME", m_cache);
     }
 
     void folderOnlyTheUserCanEnter_data()
     {
         QTest::addColumn<QString>("xdg");      // what XDG_RUNTIME_DIR names; empty: it is not set
         QTest::addColumn<QString>("fallback"); // what already sits at the fallback's name; empty: nothing
-        QTest::addColumn<QString>("chosen");   // "xdg", "fallback", or empty for none
+        QTest::addColumn<QString>("chosen");   // "xdg", "fallback", "cache", or empty for none
         QTest::newRow("XDG_RUNTIME_DIR") << "private"
                                          << ""
                                          << "xdg";
@@ -84,10 +86,13 @@ private slots:
                                                  << "fallback";
         QTest::newRow("fallback taken by another user") << ""
                                                         << "foreign"
-                                                        << "";
+                                                        << "cache";
         QTest::newRow("fallback a planted link") << ""
                                                  << "link"
-                                                 << "";
+                                                 << "cache";
+        QTest::newRow("fallback and cache taken") << ""
+                                                  << "link"
+                                                  << "";
     }
 
     void folderOnlyTheUserCanEnter()
@@ -101,8 +106,13 @@ private slots:
         const QString tmp = base.filePath(QStringLiteral("tmp"));
         const QString xdgPath = base.filePath(QStringLiteral("xdg"));
         const QString fallbackPath = QDir(tmp).filePath(QStringLiteral("vontrel-%1").arg(::geteuid()));
-        QVERIFY(QDir().mkpath(tmp));
+        const QString cache = base.filePath(QStringLiteral("cache"));
+        const QString cachePath = cache + QStringLiteral("/vontrel-runtime");
+        QVERIFY(QDir().mkpath(tmp) && QDir().mkpath(cache));
         qputenv("TMPDIR", QFile::encodeName(tmp));
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(cache));
+        if (chosen.isEmpty()) // the cache folder's name is taken too
+            QVERIFY(TestEnv::writeFile(cachePath, "not a folder"));
         if (xdg.isEmpty()) {
             qunsetenv("XDG_RUNTIME_DIR");
         } else {
@@ -116,6 +126,7 @@ private slots:
         const QString folder = vontrelRuntimeFolder(&problem);
         const QString expected = chosen == QLatin1String("xdg")        ? xdgPath
                                  : chosen == QLatin1String("fallback") ? fallbackPath
+                                 : chosen == QLatin1String("cache")    ? cachePath
                                                                        : QString();
         QCOMPARE(folder, expected);
         if (expected.isEmpty()) {

@@ -15,12 +15,15 @@ cd "$(dirname "$0")"
 BUILD_PACKAGES=(
     cmake ninja-build g++ pkg-config ccache git clang-format
     qt6-base-dev qt6-wayland qt6-svg-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools qt6-base-dev-tools
-    libgl-dev libtesseract-dev libleptonica-dev libx11-dev libxext-dev libxtst-dev libxcb1-dev
+    libgl-dev libtesseract-dev libleptonica-dev libx11-dev libxext-dev libxtst-dev libxcb1-dev libwayland-dev
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
+# sway and the rest: a real tiling compositor with the real desktop portals for the tests labelled sway.
 TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox
-    chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad xterm)
+    chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad xterm
+    sway xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk pipewire grim wl-clipboard mako-notifier
+    foot)
 
 install_missing() {
     local missing=() p

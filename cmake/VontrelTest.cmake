@@ -2,7 +2,8 @@
 #
 # One Qt Test executable under CTest. Every test runs through tests/support/run-test.sh, which gives it a
 # private HOME, XDG_CONFIG_HOME and TMPDIR; a test labelled x11 also gets an Xvfb server of its own, one
-# labelled wayland a Wayland compositor (weston) and a private session bus, one labelled dbus the private bus
+# labelled wayland a Wayland compositor (weston, or a headless sway with the real portals when also labelled
+# sway) and a private session bus, one labelled dbus the private bus
 # on the offscreen platform; the others run on the offscreen platform without a bus. Tests labelled x11,
 # wayland or dbus exercise the Linux backend and exist only where it is built.
 # A test's file is named after it: test_<name>.cpp builds test_<name> (a variant of another test's file,
@@ -18,6 +19,8 @@ function(vontrel_add_test)
     set(mode offscreen)
     if("x11" IN_LIST ARG_LABELS)
         set(mode x11)
+    elseif("sway" IN_LIST ARG_LABELS)
+        set(mode sway)
     elseif("wayland" IN_LIST ARG_LABELS)
         set(mode wayland)
     elseif("dbus" IN_LIST ARG_LABELS)

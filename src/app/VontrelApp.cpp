@@ -183,7 +183,7 @@ void VontrelApp::createServices()
         m_screenshotAwaited = true;
         m_platform->grabScreen(screen, context, [this, done](const ScreenGrab &grab) {
             m_screenshotAwaited = false;
-            done(grab.image, grab.error);
+            done(grab);
         });
     });
     m_clipboardService = std::make_unique<ClipboardService>();

@@ -18,12 +18,6 @@ namespace {
 // Selections smaller than this (logical pixels, either side) are taken for a slipped click.
 constexpr int kMinimumSelectionSide = 6;
 
-QRect toDevicePixels(const QRect &logical, qreal ratio)
-{
-    return QRect(int(logical.left() * ratio), int(logical.top() * ratio), int(logical.width() * ratio),
-                 int(logical.height() * ratio));
-}
-
 // The rectangle with both corner pixels inside, whichever way the user dragged. QRect::normalized() would
 // shift the edges of a rectangle dragged up or to the left by one pixel each, so a backward drag would select
 // less than the same forward one.
@@ -41,12 +35,13 @@ bool isInverted(const QRect &rect)
 } // namespace
 
 CaptureOverlay::CaptureOverlay(QWidget *parent)
-    : CaptureOverlay(nullptr, QImage(), parent)
+    : CaptureOverlay(nullptr, QImage(), ScreenGeometry, parent)
 {
     captureScreen();
 }
 
-CaptureOverlay::CaptureOverlay(QScreen *screen, const QImage &screenshot, QWidget *parent)
+CaptureOverlay::CaptureOverlay(QScreen *screen, const QImage &screenshot, Placement placement,
+                               QWidget *parent)
     : QWidget(parent)
 {
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -59,7 +54,7 @@ CaptureOverlay::CaptureOverlay(QScreen *screen, const QImage &screenshot, QWidge
         return;
     m_devicePixelRatio = screenshot.devicePixelRatio();
     m_screenshot = QPixmap::fromImage(screenshot);
-    showOn(screen);
+    showOn(screen, placement);
 }
 
 void CaptureOverlay::captureScreen()
@@ -79,14 +74,22 @@ void CaptureOverlay::captureScreen()
         qCWarning(lcCapture).noquote() << "CaptureOverlay: Grabbing the screen failed";
         return;
     }
-    showOn(screen);
+    showOn(screen, ScreenGeometry);
 }
 
-void CaptureOverlay::showOn(QScreen *screen)
+void CaptureOverlay::showOn(QScreen *screen, Placement placement)
 {
     setScreen(screen);
     setGeometry(screen->geometry());
-    show();
+    if (placement == FullScreenState) {
+        // The native window must know its screen before it is mapped: the full-screen request names the
+        // output, and a compositor puts the window on the output it was asked for.
+        create();
+        windowHandle()->setScreen(screen);
+        showFullScreen();
+    } else {
+        show();
+    }
     if (QWindow *window = windowHandle())
         window->setScreen(screen);
     raise();
@@ -108,7 +111,7 @@ void CaptureOverlay::paintEvent(QPaintEvent *)
         if (isInverted(m_selection))
             return;
 
-        painter.drawPixmap(m_selection, m_screenshot, toDevicePixels(m_selection, m_devicePixelRatio));
+        painter.drawPixmap(m_selection, m_screenshot, sourceRect(m_selection));
 
         painter.setPen(QPen(Qt::white, 2.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin));
         painter.setBrush(Qt::NoBrush);
@@ -195,11 +198,21 @@ void CaptureOverlay::keyPressEvent(QKeyEvent *event)
     emit captureCancelled();
 }
 
+QRect CaptureOverlay::sourceRect(const QRect &logical) const
+{
+    // Scaled by what the widget actually shows, not by the screen's ratio: should a compositor give the
+    // selector another size than its screen's, the pixels selected are still the pixels the user saw.
+    const qreal sx = width() > 0 ? m_screenshot.width() / qreal(width()) : m_devicePixelRatio;
+    const qreal sy = height() > 0 ? m_screenshot.height() / qreal(height()) : m_devicePixelRatio;
+    return QRect(int(logical.left() * sx), int(logical.top() * sy), int(logical.width() * sx),
+                 int(logical.height() * sy));
+}
+
 QImage CaptureOverlay::captureSelectedRegion() const
 {
     if (isInverted(m_selection))
         return QImage();
-    QImage image = m_screenshot.copy(toDevicePixels(m_selection, m_devicePixelRatio)).toImage();
+    QImage image = m_screenshot.copy(sourceRect(m_selection)).toImage();
     image.setDevicePixelRatio(m_devicePixelRatio);
     return image;
 }

@@ -15,10 +15,20 @@ class CaptureOverlay final : public QWidget
     Q_OBJECT
 
 public:
+    // How the selector comes to cover its screen.
+    enum Placement {
+        // Placed at the screen's geometry, past the window manager (X11).
+        ScreenGeometry,
+        // Asks the compositor to show it full screen on that screen's output: a Wayland client cannot place
+        // itself, and a tiling compositor would make any other toplevel a tile.
+        FullScreenState,
+    };
+
     explicit CaptureOverlay(QWidget *parent = nullptr);
     // Shows the selector over a screenshot taken elsewhere (a desktop portal); the image's device pixel
     // ratio maps it onto the screen's logical geometry.
-    CaptureOverlay(QScreen *screen, const QImage &screenshot, QWidget *parent = nullptr);
+    CaptureOverlay(QScreen *screen, const QImage &screenshot, Placement placement = ScreenGeometry,
+                   QWidget *parent = nullptr);
 
     // False when no screen could be grabbed; the overlay was then never shown and will report nothing.
     bool hasScreenshot() const { return !m_screenshot.isNull(); }
@@ -38,7 +48,8 @@ protected:
 
 private:
     void captureScreen();
-    void showOn(QScreen *screen);
+    void showOn(QScreen *screen, Placement placement);
+    QRect sourceRect(const QRect &logical) const;
     QImage captureSelectedRegion() const;
 
     QPixmap m_screenshot;

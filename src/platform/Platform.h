@@ -9,10 +9,12 @@
 
 #include <QImage>
 #include <QObject>
+#include <QRect>
 #include <QString>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QScreen;
 class QWindow;
@@ -83,8 +85,19 @@ public:
 // A screenshot of one screen, or why there is none.
 struct ScreenGrab
 {
+    ScreenGrab() = default;
+    ScreenGrab(const QImage &image, const QString &error, const QRect &area = QRect())
+        : image(image)
+        , error(error)
+        , area(area)
+    {}
+
     QImage image; // full device resolution, its device pixel ratio set to the screen's
     QString error;
+    // The logical desktop area the image shows. Null: the requested screen. A system that can only take the
+    // whole desktop at once (a desktop portal) answers with the bounding box of all screens, and the image's
+    // device pixel ratio maps it onto that box.
+    QRect area;
 };
 
 // Grabs `screen` at once through Qt, for systems that may read the screen without asking the user.
@@ -142,6 +155,10 @@ public:
     // Whether the focused window is a terminal emulator, where Ctrl+C interrupts instead of copying; the
     // caller reads the primary selection then.
     virtual bool focusedWindowIsTerminal() = 0;
+    // The clipboard's text read past the toolkit, on a system that hands the clipboard only to the focused
+    // window (Wayland) and has another way to read it while some other application is focused. std::nullopt
+    // where there is none: the toolkit's clipboard is then to be read. An empty text is an empty clipboard.
+    virtual std::optional<QString> unfocusedClipboardText() { return std::nullopt; }
 
     // --- permissions
     // ---------------------------------------------------------------------------------------- Never prompt.
@@ -172,6 +189,10 @@ public:
     // Whether the tray recolours a monochrome icon to suit its bar; where it does not, a single-colour icon
     // can vanish on a panel of the same colour.
     virtual bool trayRecoloursIcons() const = 0;
+    // Whether a small window that must not be tiled has to keep a fixed width to say so: a tiling Wayland
+    // compositor (sway) floats a toplevel only when its minimum and maximum size agree or it has a parent,
+    // and a Wayland client has no other way to ask. Ask before the window is first shown.
+    virtual bool floatsOnlyFixedSizeWindows() const { return false; }
     // Whether a frameless window with a translucent background shows the desktop through its transparent
     // parts (a compositing window manager); ask before the window is first shown.
     virtual bool composesTranslucentWindows() const = 0;

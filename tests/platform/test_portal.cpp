@@ -40,8 +40,6 @@ private slots:
     void screenshotRefusals_data();
     void screenshotRefusals();
     void lateScreenshotIsAnnouncedAndUsed();
-    void screenPartAndRatio_data();
-    void screenPartAndRatio();
 };
 
 void TestPortal::initTestCase()
@@ -309,40 +307,6 @@ void TestPortal::lateScreenshotIsAnnouncedAndUsed()
     QVERIFY(taken.wait(30000));
     QCOMPARE(waiting.size(), 1);
     QCOMPARE(taken.at(0).at(0).value<QImage>().pixelColor(0, 0), QColor(Qt::red));
-}
-
-void TestPortal::screenPartAndRatio_data()
-{
-    QTest::addColumn<QSize>("wholeSize");
-    QTest::addColumn<QRect>("screen");
-    QTest::addColumn<QRect>("expectedSource");
-    QTest::addColumn<qreal>("expectedRatio");
-
-    // Two screens side by side: 1000x600 at (0,0) and 800x600 at (1000,0); the desktop box is 1800x600.
-    QTest::newRow("unscaled right screen")
-        << QSize(1800, 600) << QRect(1000, 0, 800, 600) << QRect(1000, 0, 800, 600) << 1.0;
-    QTest::newRow("scale 2 left screen")
-        << QSize(3600, 1200) << QRect(0, 0, 1000, 600) << QRect(0, 0, 2000, 1200) << 2.0;
-    QTest::newRow("fractional 1.5") << QSize(2700, 900) << QRect(1000, 0, 800, 600)
-                                    << QRect(1500, 0, 1200, 900) << 1.5;
-}
-
-void TestPortal::screenPartAndRatio()
-{
-    QFETCH(QSize, wholeSize);
-    QFETCH(QRect, screen);
-    QFETCH(QRect, expectedSource);
-    QFETCH(qreal, expectedRatio);
-
-    QImage whole(wholeSize, QImage::Format_RGB32);
-    whole.fill(Qt::black);
-    QPainter(&whole).fillRect(expectedSource, Qt::green);
-    const QImage part = PortalScreenshot::screenPart(whole, QRect(0, 0, 1800, 600), screen);
-    QCOMPARE(part.size(), expectedSource.size());
-    QCOMPARE(part.devicePixelRatio(), expectedRatio);
-    QCOMPARE(part.deviceIndependentSize().toSize(), screen.size());
-    QCOMPARE(part.pixelColor(0, 0), QColor(Qt::green));
-    QCOMPARE(part.pixelColor(part.width() - 1, part.height() - 1), QColor(Qt::green));
 }
 
 QTEST_MAIN(TestPortal)

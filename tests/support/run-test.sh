@@ -1,20 +1,33 @@
 #!/usr/bin/env bash
-# Runs one test executable in a private home, on the offscreen platform, under an Xvfb of its own, or under a
-# Wayland compositor (weston) of its own; the dbus and wayland modes also get a private session bus.
-# usage: run-test.sh offscreen|dbus|x11|wayland EXECUTABLE [ARGS...]
-# When the compositor cannot start, a wayland test still runs (offscreen) with VONTREL_WAYLAND_UNAVAILABLE set
-# to the reason, so it can skip and say why.
+# Runs one test executable in a private home, on the offscreen platform, under an Xvfb of its own, under a
+# Wayland compositor (weston) of its own, or under a headless sway with the real desktop portals
+# (tests/wayland/sway-session.sh); the dbus, wayland and sway modes also get a private session bus.
+# usage: run-test.sh offscreen|dbus|x11|wayland|sway EXECUTABLE [ARGS...]
+# When the compositor cannot start, a wayland or sway test still runs (offscreen) with
+# VONTREL_WAYLAND_UNAVAILABLE set to the reason, so it can skip and say why.
 set -u
 mode=$1
 shift
+
+# The wlroots screenshot portal writes a fixed /tmp/out.png: a sway test gets a /tmp of its own where the
+# system lets it, so parallel tests do not share that file and a test can see whether it was left behind.
+if [ "$mode" = sway ] && [ -z "${VONTREL_PRIVATE_TMP:-}" ] &&
+    unshare --mount --propagation private true 2>/dev/null; then
+    exec unshare --mount --propagation private env VONTREL_PRIVATE_TMP=1 bash -c \
+        'mount -t tmpfs -o mode=1777 vontrel-tmp /tmp && exec "$0" "$@"' "$0" "$mode" "$@"
+fi
+if [ "${VONTREL_PRIVATE_TMP:-}" = 1 ]; then
+    export TMPDIR=/tmp
+fi
 
 sandbox=$(mktemp -d "${TMPDIR:-/tmp}/vontrel-test.XXXXXX")
 xvfb_pid=
 weston_pid=
 bus_pid=
+session_pids=
 cleanup() {
     local pid
-    for pid in $weston_pid $bus_pid $xvfb_pid; do
+    for pid in $session_pids $weston_pid $bus_pid $xvfb_pid; do
         kill "$pid" 2>/dev/null
         wait "$pid" 2>/dev/null
     done
@@ -117,6 +130,18 @@ elif [ "$mode" = wayland ]; then
     start_private_bus
     VONTREL_WAYLAND_UNAVAILABLE=
     start_weston
+    if [ -n "$VONTREL_WAYLAND_UNAVAILABLE" ]; then
+        export VONTREL_WAYLAND_UNAVAILABLE
+        export QT_QPA_PLATFORM=offscreen
+    else
+        export QT_QPA_PLATFORM=wayland
+    fi
+elif [ "$mode" = sway ]; then
+    unset DISPLAY
+    start_private_bus
+    . "$(dirname "$0")/../wayland/sway-session.sh"
+    VONTREL_WAYLAND_UNAVAILABLE=
+    start_sway_session
     if [ -n "$VONTREL_WAYLAND_UNAVAILABLE" ]; then
         export VONTREL_WAYLAND_UNAVAILABLE
         export QT_QPA_PLATFORM=offscreen

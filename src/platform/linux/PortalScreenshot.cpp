@@ -128,16 +128,3 @@ void PortalScreenshot::checkStoredDenial()
         emit failed(QStringLiteral("Screenshot answered %1").arg(XdgPortal::Ended));
     });
 }
-
-QImage PortalScreenshot::screenPart(const QImage &whole, const QRect &desktop, const QRect &screen)
-{
-    if (whole.isNull() || desktop.isEmpty())
-        return {};
-    // The portal's image is in device pixels; fractional scaling makes the ratio non-integral.
-    const qreal ratio = qreal(whole.width()) / desktop.width();
-    const QRect source(qRound((screen.x() - desktop.x()) * ratio), qRound((screen.y() - desktop.y()) * ratio),
-                       qRound(screen.width() * ratio), qRound(screen.height() * ratio));
-    QImage part = whole.copy(source.intersected(whole.rect()));
-    part.setDevicePixelRatio(ratio);
-    return part;
-}

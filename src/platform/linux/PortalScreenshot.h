@@ -41,10 +41,6 @@ public:
     static inline const QString PermissionStorePath =
         QStringLiteral("/org/freedesktop/impl/portal/PermissionStore");
 
-    // The part of a whole-desktop image that shows one screen, with the device pixel ratio that maps it onto
-    // the screen's logical geometry. `desktop` is the logical bounding box of all screens.
-    static QImage screenPart(const QImage &whole, const QRect &desktop, const QRect &screen);
-
 signals:
     void taken(const QImage &image);
     // The request has had no answer for a while: the desktop is probably asking the user.

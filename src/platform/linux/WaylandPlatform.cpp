@@ -2,13 +2,14 @@
 
 #include "platform/linux/PortalHotkeyBackend.h"
 #include "platform/linux/PortalScreenshot.h"
-#include "platform/linux/X11SelectedTextProvider.h"
+#include "platform/linux/WaylandDataControl.h"
+#include "platform/linux/WaylandSelectedTextProvider.h"
 #include "platform/linux/X11Session.h"
 
+#include <QClipboard>
 #include <QDBusMessage>
 #include <QDebug>
 #include <QGuiApplication>
-#include <QPointer>
 #include <QScreen>
 #include <QWindow>
 
@@ -28,28 +29,28 @@ std::unique_ptr<IHotkeyBackend> WaylandPlatform::createHotkeyBackend()
 
 std::unique_ptr<ISelectedTextProvider> WaylandPlatform::createSelectedTextProvider()
 {
-    // Qt reads the primary selection through the compositor's primary-selection protocol; the provider only
-    // uses QClipboard, so the X11 one serves here too.
-    return std::make_unique<X11SelectedTextProvider>();
+    return std::make_unique<WaylandSelectedTextProvider>();
 }
 
-void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
-                                 std::function<void(const ScreenGrab &)> done)
+void WaylandPlatform::grabScreen(QScreen *, QObject *context, std::function<void(const ScreenGrab &)> done)
 {
     auto *portal = new PortalScreenshot(m_bus, context);
-    const QPointer<QScreen> target = screen;
     auto finish = [portal, done](const ScreenGrab &grab) {
         portal->deleteLater();
         done(grab);
     };
-    connect(portal, &PortalScreenshot::taken, portal, [finish, target](const QImage &whole) {
-        if (!target) {
-            finish({{}, QStringLiteral("The screen went away during the screenshot")});
+    connect(portal, &PortalScreenshot::taken, portal, [finish](const QImage &whole) {
+        // The portal's image shows the whole desktop, in logical or in device pixels depending on the
+        // compositor; the capture cuts each screen's part from it by the screens' logical geometry.
+        const QScreen *primary = QGuiApplication::primaryScreen();
+        const QRect desktop = primary ? primary->virtualGeometry() : QRect();
+        if (whole.isNull() || desktop.isEmpty()) {
+            finish({QImage(), QStringLiteral("The portal's screenshot is empty")});
             return;
         }
-        const QImage part =
-            PortalScreenshot::screenPart(whole, target->virtualGeometry(), target->geometry());
-        finish({part, part.isNull() ? QStringLiteral("The portal's screenshot is empty") : QString()});
+        QImage image = whole;
+        image.setDevicePixelRatio(qreal(whole.width()) / desktop.width());
+        finish({image, QString(), desktop});
     });
     connect(portal, &PortalScreenshot::waiting, this, [this] {
         emit notice(
@@ -90,10 +91,10 @@ void WaylandPlatform::grabScreen(QScreen *screen, QObject *context,
                                           storeAppId))});
             });
     connect(portal, &PortalScreenshot::failed, portal, [finish](const QString &reason) {
-        finish({{}, QStringLiteral("Screenshot portal: %1").arg(reason)});
+        finish({QImage(), QStringLiteral("Screenshot portal: %1").arg(reason)});
     });
     connect(portal, &PortalScreenshot::unavailable, portal, [finish](const QString &interfaceName) {
-        finish({{},
+        finish({QImage(),
                 QCoreApplication::translate("WaylandPlatform",
                                             "This desktop's portal has no %1 interface, so screen capture "
                                             "is off.")
@@ -118,6 +119,15 @@ bool WaylandPlatform::forgetRefusal(Permission permission)
     }
     m_refusedUnder.reset();
     return true;
+}
+
+std::optional<QString> WaylandPlatform::unfocusedClipboardText()
+{
+    // Our own clipboard is served by this thread's event loop, which a data-control read would block.
+    if (QGuiApplication::clipboard()->ownsClipboard())
+        return std::nullopt;
+    using namespace std::chrono_literals;
+    return WaylandDataControl::text(WaylandDataControl::Selection::Clipboard, 1000ms);
 }
 
 bool WaylandPlatform::hasPermission(Permission)

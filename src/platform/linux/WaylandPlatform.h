@@ -27,12 +27,14 @@ public:
 
     bool canSendCopyKeystroke() override { return false; }
     bool sendCopyKeystroke() override { return false; }
+    std::optional<QString> unfocusedClipboardText() override;
 
     bool hasPermission(Permission permission) override;
     bool forgetRefusal(Permission permission) override;
     QString sessionLimitation() const override { return QString(); }
 
     void activateWindow(QWindow *window, quint64 timestamp) override;
+    bool floatsOnlyFixedSizeWindows() const override { return true; }
     bool composesTranslucentWindows() const override { return true; }
     void roundWindowCorners(QWindow *, int) override {}
 

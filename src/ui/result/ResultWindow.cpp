@@ -264,6 +264,10 @@ void ResultWindow::resizeEvent(QResizeEvent *event)
 void ResultWindow::showEvent(QShowEvent *event)
 {
     m_isClosing = false;
+    // The window keeps its width anyway; saying so before it is mapped keeps a tiling compositor from making
+    // it a full-height tile with the card in its middle.
+    if (m_platform && m_platform->floatsOnlyFixedSizeWindows())
+        setFixedWidth(width());
     QWidget::showEvent(event);
 
     // Leave room for what is still to come (recognised text, the streamed result), so the window does not

@@ -129,6 +129,12 @@ void SelectionCopier::abandon()
 
 QString SelectionCopier::clipboardText() const
 {
+    // Where the toolkit sees the clipboard only while one of our windows has the focus (Wayland), the
+    // system reads it another way if it can.
+    if (m_platform) {
+        if (const std::optional<QString> text = m_platform->unfocusedClipboardText())
+            return *text;
+    }
     return m_clipboard && m_clipboard->hasText() ? m_clipboard->getText() : QString();
 }
 

@@ -97,7 +97,8 @@ start_sway_session() {
     fi
     /usr/libexec/xdg-desktop-portal >"$sandbox/portal.log" 2>&1 &
     session_pids="$session_pids $!"
-    mako >"$sandbox/mako.log" 2>&1 &
+    # Notifications stay until dismissed, so a test finds one however slowly it looks.
+    mako --ignore-timeout 1 --default-timeout 0 >"$sandbox/mako.log" 2>&1 &
     session_pids="$session_pids $!"
     if ! sway_wait_for sway_bus_has org.freedesktop.portal.Desktop; then
         VONTREL_WAYLAND_UNAVAILABLE="xdg-desktop-portal did not start: $(tail -n 3 "$sandbox/portal.log" | tr '\n' ' ')"

@@ -47,7 +47,8 @@ start_bus() { # type address-file; prints the address
         ' "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">' \
         "<busconfig><type>$type</type><listen>unix:path=$XDG_RUNTIME_DIR/$type-bus</listen>" \
         "<auth>EXTERNAL</auth>$services<policy context=\"default\"><allow send_destination=\"*\"/>" \
-        '<allow own="*"/></policy></busconfig>' >"$sandbox/$type.conf"
+        '<allow receive_sender="*"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>' \
+        >"$sandbox/$type.conf"
     dbus-daemon --config-file="$sandbox/$type.conf" --nofork --nopidfile --print-address=1 \
         >"$sandbox/$type.address" 2>"$sandbox/$type.log" &
     pids="$! $pids"
@@ -84,4 +85,6 @@ export WAYLAND_DISPLAY QT_QPA_PLATFORM=wayland
 dbus-update-activation-environment WAYLAND_DISPLAY XDG_CURRENT_DESKTOP XDG_SESSION_TYPE XDG_RUNTIME_DIR HOME \
     XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME GSETTINGS_BACKEND DBUS_SYSTEM_BUS_ADDRESS TMPDIR
 export VONTREL_GNOME_INPUT="$here/gnome-input.js" VONTREL_GNOME_SANDBOX="$sandbox"
+# The shell starts in the activities overview, as after a login; Escape leaves it for the plain desktop.
+gjs "$here/gnome-input.js" key ff1b
 "$@"

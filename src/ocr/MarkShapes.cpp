@@ -98,10 +98,35 @@ bool vontrelIsSolidBlob(const MarkComponent &c, int id, const std::vector<int> &
 bool vontrelIsControlOutline(const MarkComponent &c, int id, const std::vector<int> &labels,
                              const QImage &gray, int width, int glyph, int ink, int markBelow)
 {
-    // Taller than capitals and ideographs (the glyph height), which is also what keeps "O" and "口" out.
     const int w = c.box.width(), h = c.box.height();
-    if (w * 20 < glyph * 23 || h * 20 < glyph * 23 || w > glyph * 5 / 2 || h > glyph * 5 / 2 ||
-        w * 4 < h * 3 || h * 4 < w * 3 || c.pixels * 10 > w * h * 4)
+    if (w * 5 < glyph * 3 || h * 5 < glyph * 3 || w > glyph * 5 / 2 || h > glyph * 5 / 2 || w * 4 < h * 3 ||
+        h * 4 < w * 3 || c.pixels * 10 > w * h * 4)
+        return false;
+    ShadeHistogram shades{};
+    int top = 0, left = 0; // marks in the top row and the left column
+    for (int y = c.box.top(); y <= c.box.bottom(); ++y) {
+        for (int x = c.box.left(); x <= c.box.right(); ++x) {
+            if (labels[y * width + x] != id)
+                continue;
+            ++shades[gray.constScanLine(y)[x]];
+            top += y == c.box.top();
+            left += x == c.box.left();
+        }
+    }
+    const int shade = vontrelDominantShade(shades);
+    // Drawn in a colour lighter than the text's.
+    if (shade <= ink + (markBelow - ink) / 3)
+        return false;
+    // A sunken box shows only its shadowed top and left sides, a thin corner that no glyph ends in.
+    if (top * 5 >= w * 4 && left * 5 >= h * 4 && c.pixels <= (w + h) * 2)
+        return true;
+    // A ring taller than capitals and ideographs is no "O" or "口"; one about as tall may be one in grey
+    // text, so only a hairline (a box's outline; a letter's strokes are heavier) or one far lighter than the
+    // text counts.
+    const bool taller = w * 20 >= glyph * 23 && h * 20 >= glyph * 23;
+    const bool hairline = c.pixels * 10 <= (w + h) * 2 * 13;
+    if (w * 5 < glyph * 4 || h * 5 < glyph * 4 ||
+        (!taller && !hairline && shade <= ink + (markBelow - ink) * 2 / 3))
         return false;
     // Closed: the ring lies across every way out of its middle, which "C" or "L" does not.
     const QPoint centre = c.box.center();
@@ -116,17 +141,13 @@ bool vontrelIsControlOutline(const MarkComponent &c, int id, const std::vector<i
         return false;
     // Hollow: nothing of the ring in its middle half.
     const QRect middle = c.box.adjusted(w / 4, h / 4, -w / 4, -h / 4);
-    ShadeHistogram shades{};
-    for (int y = c.box.top(); y <= c.box.bottom(); ++y) {
-        for (int x = c.box.left(); x <= c.box.right(); ++x) {
-            if (labels[y * width + x] != id)
-                continue;
-            if (middle.contains(x, y))
+    for (int y = middle.top(); y <= middle.bottom(); ++y) {
+        for (int x = middle.left(); x <= middle.right(); ++x) {
+            if (labels[y * width + x] == id)
                 return false;
-            ++shades[gray.constScanLine(y)[x]];
         }
     }
-    return vontrelDominantShade(shades) > ink + (markBelow - ink) / 3;
+    return true;
 }
 
 // An icon, an avatar or a picture beside text stands far taller than the glyphs next to it, while the letters

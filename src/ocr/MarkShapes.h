@@ -22,7 +22,8 @@ std::vector<MarkComponent> vontrelMarkComponents(const std::vector<uchar> &marks
 bool vontrelIsSolidBlob(const MarkComponent &c, int id, const std::vector<int> &labels, const QImage &gray,
                         int width, int glyph, int ink, int markBelow);
 
-// The empty outline of a check box or radio button.
+// The empty outline of a check box or radio button: a thin ring or sunken corner about a glyph or two
+// across, drawn lighter than the text.
 bool vontrelIsControlOutline(const MarkComponent &c, int id, const std::vector<int> &labels,
                              const QImage &gray, int width, int glyph, int ink, int markBelow);
 

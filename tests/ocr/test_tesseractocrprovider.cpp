@@ -6,6 +6,7 @@
 #include "TextImage.h"
 
 #include <QPainter>
+#include <QPen>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -110,6 +111,90 @@ private slots:
     }
 
     void readsLinesInOrder()
+    {
+        QFETCH(QImage, image);
+        QFETCH(QString, expected);
+        QCOMPARE(runWorker(m_provider.get(), image), expected);
+    }
+
+    // Windows as toolkits draw them: backgrounds of either polarity side by side, controls beside labels,
+    // code, and the rest of a line cut off by the region's edge.
+    void readsApplicationWindows_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<QString>("expected");
+
+        const QColor text(0x1d, 0x1d, 0x1f);
+        const auto stacked = [](const QList<QImage> &rows) {
+            int height = 0, width = 0;
+            for (const QImage &row : rows) {
+                height += row.height();
+                width = std::max(width, row.width());
+            }
+            QImage image(width + 40, height + 16, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            int y = 8;
+            for (const QImage &row : rows) {
+                // Each row as wide as the list, in the row's own background.
+                painter.fillRect(8, y, width + 24, row.height(), row.pixel(0, 0));
+                painter.drawImage(20, y, row);
+                y += row.height();
+            }
+            return image;
+        };
+        const QColor selection(0x35, 0x84, 0xe4);
+        QTest::newRow("selected row, white on blue")
+            << stacked({TextImage::render({QStringLiteral("Wired connection")}, 14, text),
+                        TextImage::render({QStringLiteral("Office network")}, 14, Qt::white, selection),
+                        TextImage::render({QStringLiteral("Guest network")}, 14, text)})
+            << QStringLiteral("Wired connection\nOffice network\nGuest network");
+        QTest::newRow("selected row, Chinese")
+            << stacked({TextImage::render({QStringLiteral("有线连接")}, 14, text),
+                        TextImage::render({QStringLiteral("办公室网络")}, 14, Qt::white, selection),
+                        TextImage::render({QStringLiteral("访客网络")}, 14, text)})
+            << QStringLiteral("有线连接\n办公室网络\n访客网络");
+
+        // Unchecked check boxes: a grey rounded square about as tall as the label's letters.
+        const QStringList labels = {QStringLiteral("Connect automatically"), QStringLiteral("自动连接")};
+        const QImage plain = TextImage::render(labels, 15, text);
+        QImage boxes(plain.width() + 28, plain.height(), QImage::Format_RGB32);
+        boxes.fill(Qt::white);
+        {
+            QPainter painter(&boxes);
+            painter.drawImage(28, 0, plain);
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setPen(QPen(QColor(0x9a, 0x9a, 0x9a), 1));
+            const int line = plain.height() / 2;
+            for (int row = 0; row < 2; ++row)
+                painter.drawRoundedRect(QRectF(6.5, row * line + line / 2.0 - 6.5, 14, 14), 3, 3);
+        }
+        QTest::newRow("check boxes before labels") << boxes << labels.join(QLatin1Char('\n'));
+
+        // A brace alone on its line is code, not a speck.
+        const QStringList code = {QStringLiteral("if (ready) {"), QStringLiteral("start();"),
+                                  QStringLiteral("}")};
+        QTest::newRow("brace alone on a line")
+            << TextImage::render(code, 15, text) << code.join(QLatin1Char('\n'));
+        const QStringList indented = {QStringLiteral("function greet(name) {"),
+                                      QStringLiteral("    if (ready) {"), QStringLiteral("        return;"),
+                                      QStringLiteral("    }"), QStringLiteral("}")};
+        QTest::newRow("indented code at ratio 2")
+            << TextImage::render(indented, 13, text, Qt::white, 2.0)
+            << QStringLiteral("function greet(name) {\nif (ready) {\nreturn;\n}\n}");
+
+        // The region starts through the middle of a line: what is left of it is not guessed at.
+        const QImage three = TextImage::render({QStringLiteral("Download the latest version"),
+                                                QStringLiteral("Save changes before closing?"),
+                                                QStringLiteral("Open Recent Files")},
+                                               15, text);
+        const int cut = three.height() * 2 / 10;
+        QTest::newRow("line cut off above")
+            << three.copy(0, cut, three.width(), three.height() - cut)
+            << QStringLiteral("Save changes before closing?\nOpen Recent Files");
+    }
+
+    void readsApplicationWindows()
     {
         QFETCH(QImage, image);
         QFETCH(QString, expected);

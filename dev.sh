@@ -7,6 +7,8 @@
 #   ./dev.sh build             install what is missing and build only
 #   ./dev.sh package           build the Debian package vontrel_VERSION_ARCH.deb into this folder
 #                              (extra arguments go to cmake)
+#   ./dev.sh corpus DIR        render the application-window recognition corpus into DIR
+#                              (for bench/ocr/run.sh --windows DIR)
 #
 # Extra arguments after "test" go to ctest, e.g. ./dev.sh test -R test_configmanager or -L x11.
 set -euo pipefail
@@ -21,9 +23,11 @@ BUILD_PACKAGES=(
 )
 # sway and the rest: a real tiling compositor with the real desktop portals for the tests labelled sway.
 TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox
-    chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad xterm
     sway xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk pipewire grim wl-clipboard mako-notifier
     foot)
+# The toolkits the application-window recognition corpus is rendered with; only ./dev.sh corpus needs them.
+CORPUS_PACKAGES=(xvfb xdotool imagemagick fonts-noto-cjk chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad
+    xterm)
 
 install_missing() {
     local missing=() p
@@ -82,8 +86,13 @@ test)
     fi
     ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@"
     ;;
+corpus)
+    # Renders the application-window corpus for bench/ocr/run.sh --windows DIR.
+    install_missing "${CORPUS_PACKAGES[@]}"
+    exec bench/ocr/appwindows/generate.py "$@"
+    ;;
 *)
-    echo "usage: ./dev.sh start | build | package | test [--sanitize] [ctest arguments]" >&2
+    echo "usage: ./dev.sh start | build | package | corpus DIR | test [--sanitize] [ctest arguments]" >&2
     exit 2
     ;;
 esac

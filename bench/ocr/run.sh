@@ -5,7 +5,7 @@
 # usage: bench/ocr/run.sh [BUILD_DIR] [--] [--variants N] [--messy N] [--seed N] [--no-clean] [--verbose]
 #        [--keep DIR] [--no-cli] [--windows DIR]
 # --windows DIR also reads regions of real application windows, made by
-#     bench/ocr/appwindows/generate.py DIR   (Chromium, GTK 3, Tk, zenity, yad and xterm under Xvfb)
+#     ./dev.sh corpus DIR   (installs Chromium, GTK 3, Tk, zenity, yad and xterm, renders them under Xvfb)
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/../.." && pwd)
 build_dir=$source_dir/build-bench

@@ -320,7 +320,8 @@ InkMap vontrelInkMap(const QImage &input)
         const int x = int(i % width), y = int(i / width);
         const QRgb c = colour(x, y);
         // Where two backgrounds meet, the nearest one may be the other: a pixel of a background's colour is
-        // no ink next to that background.
+        // no ink next to that background, nor is the anti-aliased edge between two backgrounds (a button's
+        // rounded corner), a blend of them.
         bool backgroundColoured = false;
         for (int dy = -1; dy <= 1 && !backgroundColoured; ++dy) {
             for (int dx = -1; dx <= 1 && !backgroundColoured; ++dx) {
@@ -328,19 +329,9 @@ InkMap vontrelInkMap(const QImage &input)
                 if (nx < 0 || ny < 0 || nx >= width || ny >= height)
                     continue;
                 const int other = source[size_t(ny) * width + nx];
-                backgroundColoured =
-                    difference(c, colour(other % width, other / width)) <= 2 * kFlatTolerance;
-            }
-        }
-        // Nor is the anti-aliased edge between two backgrounds (a button's rounded corner), a blend of them.
-        for (int dy = -1; dy <= 1 && !backgroundColoured; ++dy) {
-            for (int dx = -1; dx <= 1 && !backgroundColoured; ++dx) {
-                const int nx = x + dx, ny = y + dy;
-                if (nx < 0 || ny < 0 || nx >= width || ny >= height)
-                    continue;
-                const int other = source[size_t(ny) * width + nx];
-                backgroundColoured =
-                    isBlend(c, colour(from % width, from / width), colour(other % width, other / width));
+                const QRgb otherColour = colour(other % width, other / width);
+                backgroundColoured = difference(c, otherColour) <= 2 * kFlatTolerance ||
+                                     isBlend(c, colour(from % width, from / width), otherColour);
             }
         }
         if (backgroundColoured)

@@ -159,6 +159,10 @@ public:
     // window (Wayland) and has another way to read it while some other application is focused. std::nullopt
     // where there is none: the toolkit's clipboard is then to be read. An empty text is an empty clipboard.
     virtual std::optional<QString> unfocusedClipboardText() { return std::nullopt; }
+    // True where the clipboard and the primary selection reach this process only while one of its windows
+    // has the keyboard focus and there is no other way to read them (Wayland without data control): a read
+    // must first bring a window of ours to the front and wait for the focus.
+    virtual bool clipboardNeedsFocus() const { return false; }
 
     // --- permissions
     // ---------------------------------------------------------------------------------------- Never prompt.

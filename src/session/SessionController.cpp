@@ -11,15 +11,21 @@
 #include "session/IRegionCapture.h"
 
 #include <QDebug>
+#include <QGuiApplication>
 #include <QMetaEnum>
 #include <QThreadPool>
 #include <QTimer>
+#include <QWindow>
 
 namespace {
 
 // The user sees the recognised text for this long before the request starts, and can still press the hotkey
 // again to abandon a wrong capture without spending a request.
 constexpr int kAiStartDelayMs = 1000;
+// How long a read waits for the focus where only the focused window receives the clipboard. A compositor
+// that refuses our window the focus (focus-stealing prevention without a token) must not keep the user
+// waiting: the window then opens empty for typing, as it does for an empty clipboard.
+constexpr int kFocusWaitMs = 1500;
 
 using Phase = WindowRun::Phase;
 
@@ -45,6 +51,8 @@ SessionController::~SessionController()
     // Before the windows go: a copy still outstanding hands the user's clipboard back.
     if (m_copier)
         m_copier->abandon();
+    delete m_focusWait;
+    m_focusWait = nullptr;
     m_aiRuns->cancelAll();
 }
 
@@ -190,6 +198,8 @@ void SessionController::endSession()
     // A session replaced while its copy is still outstanding hands the clipboard back before anything else.
     if (m_copier)
         m_copier->abandon();
+    delete m_focusWait;
+    m_focusWait = nullptr;
 
     // The current window goes unless pinned; one the user has not seen yet goes even so.
     const QString currentId = m_windows.currentId();
@@ -313,12 +323,56 @@ void SessionController::startClipboardTextSession()
     setPhase(run, Phase::Waiting);
     if (!m_copier)
         return;
+    if (m_platform && m_platform->clipboardNeedsFocus())
+        readSelectionWhenFocused(run);
+    else
+        readSelection(run);
+}
+
+void SessionController::readSelection(WindowRun &run)
+{
     if (!m_copier->start(run.number)) {
         if (IResultView *view = this->view(run))
             view->showMessage(IResultView::Message::CopyFailed);
         present(run);
         setPhase(run, Phase::Idle);
     }
+}
+
+void SessionController::readSelectionWhenFocused(WindowRun &run)
+{
+    delete m_focusWait;
+    m_focusWait = new QObject(this);
+    QObject *wait = m_focusWait;
+    const quint64 number = run.number;
+    const auto read = [this, wait, number] {
+        if (m_focusWait != wait)
+            return;
+        m_focusWait = nullptr;
+        wait->deleteLater();
+        WindowRun *run = runNumbered(number);
+        if (!run || !run->automatic || run->phase != Phase::Waiting)
+            return;
+        qCInfo(lcSession).noquote() << "SessionController: reading the selection, focused window ="
+                                    << (QGuiApplication::focusWindow() != nullptr);
+        readSelection(*run);
+    };
+    // The compositor sends the selections along with the focus; one turn of the event loop takes them in.
+    const auto focused = [wait, read] {
+        QTimer::singleShot(0, wait, read);
+    };
+
+    // Shown first, empty and waiting: the compositor hands the selections only to the focused client.
+    present(run);
+    QTimer::singleShot(kFocusWaitMs, wait, read);
+    if (QGuiApplication::focusWindow()) {
+        focused();
+        return;
+    }
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, wait, [focused](QWindow *window) {
+        if (window)
+            focused();
+    });
 }
 
 void SessionController::onSelectionRead(quint64 runNumber, const QString &text,

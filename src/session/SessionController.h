@@ -111,6 +111,9 @@ private:
     void startCaptureSession();
     void startClipboardImageSession();
     void startClipboardTextSession();
+    void readSelection(WindowRun &run);
+    // Presents the run's window and reads once one of our windows has the keyboard focus, or after a bound.
+    void readSelectionWhenFocused(WindowRun &run);
     void runOcr(WindowRun &run, const QImage &image);
     void onOcrFinished(quint64 runNumber, const QString &text);
     void onOcrError(quint64 runNumber, const QString &message);
@@ -158,6 +161,8 @@ private:
     IOcrProvider *m_ocrProvider = nullptr;
     ActionService *m_actionService = nullptr;
     SelectionCopier *m_copier = nullptr;
+    // While a read waits for the focus: the context of its signals and timers, gone once it reads.
+    QObject *m_focusWait = nullptr;
     AiRuns *m_aiRuns = nullptr;
 
     // Last, so the windows go first and none reports back into a half-destroyed controller.

@@ -498,6 +498,38 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("the user's next copy"));
     }
 
+    void windowShownBeforeReadWhereClipboardNeedsFocus_data()
+    {
+        QTest::addColumn<bool>("needsFocus");
+        QTest::addColumn<int>("presses");
+        QTest::newRow("readable unfocused") << false << 1;
+        QTest::newRow("needs focus") << true << 1;
+        QTest::newRow("needs focus, pressed again while waiting") << true << 2;
+    }
+
+    // Where only a focused window receives the clipboard, the empty window shows first and the read follows;
+    // a run replaced while it waits never reads.
+    void windowShownBeforeReadWhereClipboardNeedsFocus()
+    {
+        QFETCH(bool, needsFocus);
+        QFETCH(int, presses);
+        m_rig->fake()->needsFocus = needsFocus;
+        QList<bool> shownAtRead;
+        setCopy([this, &shownAtRead] {
+            shownAtRead << (current() && current()->presented);
+            QGuiApplication::clipboard()->setText(QStringLiteral("the selection"));
+            return true;
+        });
+        for (int press = 0; press < presses; ++press)
+            m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
+        QPointer<FakeView> window = current();
+        QVERIFY(window);
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
+        QCOMPARE(shownAtRead, QList<bool>{needsFocus});
+        QCOMPARE(window->source, QStringLiteral("the selection"));
+        QCOMPARE(m_rig->server.requestCount(), 1);
+    }
+
     void missingPermissionOpensNoWindow()
     {
         m_rig->fake()->granted[0] = m_rig->fake()->granted[1] = false;

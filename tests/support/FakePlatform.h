@@ -10,6 +10,7 @@ class FakePlatform final : public Platform
 public:
     bool granted[2] = {true, true}; // by Permission
     std::function<bool()> copy;     // the copy keystroke; none: it fails
+    bool needsFocus = false;        // the clipboard reaches only a focused window
 
     std::unique_ptr<IHotkeyBackend> createHotkeyBackend() override { return nullptr; }
     std::unique_ptr<ISelectedTextProvider> createSelectedTextProvider() override { return nullptr; }
@@ -23,6 +24,7 @@ public:
     bool canSendCopyKeystroke() override { return bool(copy); }
     bool sendCopyKeystroke() override { return copy && copy(); }
     bool focusedWindowIsTerminal() override { return false; }
+    bool clipboardNeedsFocus() const override { return needsFocus; }
     bool hasPermission(Permission permission) override { return granted[int(permission)]; }
     bool hasSystemSettingsPanes() const override { return false; }
     bool openPermissionSettings(Permission) override { return false; }

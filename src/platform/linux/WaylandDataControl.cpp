@@ -186,3 +186,14 @@ std::optional<QString> WaylandDataControl::text(Selection selection, std::chrono
     qCDebug(lcPlatform).noquote() << "WaylandDataControl: read" << bytes.size() << "bytes as" << chosen;
     return std::strcmp(chosen, "STRING") == 0 ? QString::fromLatin1(bytes) : QString::fromUtf8(bytes);
 }
+
+bool WaylandDataControl::available()
+{
+    Connection connection;
+    connection.display = wl_display_connect(nullptr);
+    if (!connection.display)
+        return false;
+    connection.registry = wl_display_get_registry(connection.display);
+    wl_registry_add_listener(connection.registry, &kRegistryListener, &connection);
+    return wl_display_roundtrip(connection.display) >= 0 && connection.manager && connection.seat;
+}

@@ -24,4 +24,6 @@ public:
     // source that did not answer within the timeout. A selection this process owns must not be read here:
     // its source is served by this process's own event loop, which waits on the read.
     static std::optional<QString> text(Selection selection, std::chrono::milliseconds timeout);
+    // Whether the compositor offers data control for the clipboard at all.
+    static bool available();
 };

@@ -130,6 +130,13 @@ std::optional<QString> WaylandPlatform::unfocusedClipboardText()
     return WaylandDataControl::text(WaylandDataControl::Selection::Clipboard, 1000ms);
 }
 
+bool WaylandPlatform::clipboardNeedsFocus() const
+{
+    if (!m_dataControl)
+        m_dataControl = WaylandDataControl::available();
+    return !*m_dataControl;
+}
+
 bool WaylandPlatform::hasPermission(Permission)
 {
     // Nothing is granted up front: the portal asks the user when a hotkey is bound or a screenshot taken.

@@ -28,6 +28,7 @@ public:
     bool canSendCopyKeystroke() override { return false; }
     bool sendCopyKeystroke() override { return false; }
     std::optional<QString> unfocusedClipboardText() override;
+    bool clipboardNeedsFocus() const override;
 
     bool hasPermission(Permission permission) override;
     bool forgetRefusal(Permission permission) override;
@@ -42,4 +43,6 @@ private:
     QDBusConnection m_bus;
     // The permission store's application id that holds the screenshot refusal; set while one is known.
     std::optional<QString> m_refusedUnder;
+    // Whether the compositor offers data control; asked once, as a compositor does not gain or lose it.
+    mutable std::optional<bool> m_dataControl;
 };

@@ -6,6 +6,7 @@
 #include "SessionRig.h"
 #include "X11TestHelpers.h"
 
+#include "app/SingleInstance.h"
 #include "app/VontrelApp.h"
 #include "capture/CaptureOverlay.h"
 #include "ui/result/ResultWindow.h"
@@ -16,6 +17,7 @@
 #include <QClipboard>
 #include <QPainter>
 #include <QPointer>
+#include <QProcess>
 
 namespace {
 
@@ -111,6 +113,24 @@ private slots:
         QVERIFY2(block.red() > 100 && block.green() > 100 && block.blue() < 60, qPrintable(block.name()));
         QTest::keyClick(overlay, Qt::Key_Escape);
         QTRY_VERIFY_WITH_TIMEOUT(X11TestHelpers::captureOverlays().isEmpty(), kBound);
+
+        // `vontrel --selection` while another client owns the clipboard: weston offers no data control, so
+        // the result window takes the focus and reads then. The test's own texts above were set while
+        // unfocused, which weston ignores but Qt remembers: dropped first, so only the other client's counts.
+        QGuiApplication::clipboard()->clear();
+        // wl-copy returns once it owns the clipboard, and serves it from the background until weston ends.
+        QProcess owner;
+        owner.setStandardOutputFile(QProcess::nullDevice());
+        owner.setStandardErrorFile(QProcess::nullDevice());
+        owner.start(QStringLiteral("wl-copy"), {QStringLiteral("Buenos dias")});
+        QVERIFY(owner.waitForFinished(kBound));
+        QCOMPARE(owner.exitCode(), 0);
+        app.handleRequest(InstanceRequest{InstanceRequest::Selection, {}, {}});
+        window = waitForTranslation(app, window);
+        QVERIFY(window);
+        QVERIFY2(server.requests().last().body.contains("Buenos dias"),
+                 server.requests().last().body.constData());
+        QCOMPARE(QGuiApplication::focusWindow(), window->windowHandle());
     }
 };
 

@@ -51,22 +51,22 @@ def gtk_scene():
     gi.require_version("Gtk", "3.0")
     from gi.repository import GLib, Gtk
 
-    spec = GTK_SCENES[scene]
+    scene_def = GTK_SCENES[scene]
     Gtk.Settings.get_default().set_property("gtk-application-prefer-dark-theme", dark)
-    window = Gtk.Window(title=spec["title"])
+    window = Gtk.Window(title=scene_def["title"])
     window.move(40, 40)
     box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL, spacing=8)
     box.set_border_width(14)
     window.add(box)
     lines = []
     title = Gtk.Label()
-    title.set_markup("<b><big>%s</big></b>" % GLib.markup_escape_text(spec["title"]))
+    title.set_markup("<b><big>%s</big></b>" % GLib.markup_escape_text(scene_def["title"]))
     title.set_xalign(0)
     box.pack_start(title, False, False, 0)
-    lines.append((spec["title"], title))
+    lines.append((scene_def["title"], title))
     listbox = Gtk.ListBox()
     rows = []
-    for text in spec["rows"]:
+    for text in scene_def["rows"]:
         row = Gtk.ListBoxRow()
         label = Gtk.Label(label=text, xalign=0)
         label.set_margin_start(8)
@@ -79,24 +79,24 @@ def gtk_scene():
     frame = Gtk.Frame()
     frame.add(listbox)
     box.pack_start(frame, False, False, 0)
-    for text in spec["checks"]:
+    for text in scene_def["checks"]:
         check = Gtk.CheckButton(label=text)
         box.pack_start(check, False, False, 0)
         lines.append((text, check))
     entry = Gtk.Entry()
-    entry.set_text(spec["entry"])
+    entry.set_text(scene_def["entry"])
     box.pack_start(entry, False, False, 0)
-    lines.append((spec["entry"], entry))
+    lines.append((scene_def["entry"], entry))
     buttons = Gtk.Box(spacing=8)
-    for i, text in enumerate(spec["buttons"]):
+    for i, text in enumerate(scene_def["buttons"]):
         button = Gtk.Button(label=text)
-        if i == len(spec["buttons"]) - 1:
+        if i == len(scene_def["buttons"]) - 1:
             button.get_style_context().add_class("suggested-action")
         buttons.pack_start(button, False, False, 0)
     box.pack_start(buttons, False, False, 0)
-    lines.append((" ".join(spec["buttons"]), buttons))
+    lines.append((" ".join(scene_def["buttons"]), buttons))
     window.show_all()
-    listbox.select_row(rows[spec["selected"]])
+    listbox.select_row(rows[scene_def["selected"]])
     window.set_focus(None)
 
     def report():
@@ -143,33 +143,33 @@ TK_SCENES = {
 def tk_scene():
     import tkinter as tk
 
-    spec = TK_SCENES[scene]
+    scene_def = TK_SCENES[scene]
     root = tk.Tk()
     root.geometry("+40+40")
     bg, fg = ("#2b2b2b", "#e6e6e6") if dark else ("#d9d9d9", "#000000")
     root.configure(bg=bg)
     lines = []
-    title = tk.Label(root, text=spec["title"], font=("DejaVu Sans", 12, "bold"), bg=bg, fg=fg, anchor="w")
+    title = tk.Label(root, text=scene_def["title"], font=("DejaVu Sans", 12, "bold"), bg=bg, fg=fg, anchor="w")
     title.pack(fill="x", padx=12, pady=(10, 4))
-    lines.append((spec["title"], title, None))
-    listbox = tk.Listbox(root, height=len(spec["rows"]), bg="#1e1e1e" if dark else "white", fg=fg,
+    lines.append((scene_def["title"], title, None))
+    listbox = tk.Listbox(root, height=len(scene_def["rows"]), bg="#1e1e1e" if dark else "white", fg=fg,
                          selectbackground="#3874d8", selectforeground="white", exportselection=False)
-    for text in spec["rows"]:
+    for text in scene_def["rows"]:
         listbox.insert("end", text)
-    listbox.selection_set(spec["selected"])
+    listbox.selection_set(scene_def["selected"])
     listbox.pack(fill="x", padx=12, pady=4)
-    for i, text in enumerate(spec["rows"]):
+    for i, text in enumerate(scene_def["rows"]):
         lines.append((text, listbox, i))
-    for text in spec["checks"]:
+    for text in scene_def["checks"]:
         check = tk.Checkbutton(root, text=text, bg=bg, fg=fg, selectcolor="#1e1e1e" if dark else "white",
                                activebackground=bg, highlightthickness=0, anchor="w")
         check.pack(fill="x", padx=12)
         lines.append((text, check, None))
     row = tk.Frame(root, bg=bg)
     row.pack(fill="x", padx=12, pady=10)
-    for text in spec["buttons"]:
+    for text in scene_def["buttons"]:
         tk.Button(row, text=text, bg=bg, fg=fg, highlightthickness=0).pack(side="left", padx=(0, 8))
-    lines.append((" ".join(spec["buttons"]), row, None))
+    lines.append((" ".join(scene_def["buttons"]), row, None))
 
     def report():
         out = []

@@ -33,6 +33,14 @@ void recordLog(QtMsgType, const QMessageLogContext &, const QString &message)
     g_log << message;
 }
 
+void startOnWayland(VontrelApp &app)
+{
+    app.setInteractive(false);
+    app.setPlatformForTesting(std::make_unique<WaylandPlatform>(QDBusConnection::sessionBus()));
+    app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
+    app.start();
+}
+
 } // namespace
 
 // The desktop's notification service as far as a client sees it: records each Notify.
@@ -208,10 +216,7 @@ private slots:
         FakePortal portal(kBus);
         portal.setScreenshotResponse(FakePortal::NoAnswer);
         VontrelApp app;
-        app.setInteractive(false);
-        app.setPlatformForTesting(std::make_unique<WaylandPlatform>(QDBusConnection::sessionBus()));
-        app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
-        app.start();
+        startOnWayland(app);
 
         InstanceRequest capture;
         capture.action = InstanceRequest::Capture;
@@ -234,10 +239,7 @@ private slots:
         portal.setStoredScreenshotPermission(QString(), QStringLiteral("no"));
         portal.setScreenshot(QImage(64, 64, QImage::Format_RGB32));
         VontrelApp app;
-        app.setInteractive(false);
-        app.setPlatformForTesting(std::make_unique<WaylandPlatform>(QDBusConnection::sessionBus()));
-        app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
-        app.start();
+        startOnWayland(app);
         app.notifier()->setNextAnswer(true);
 
         InstanceRequest capture;

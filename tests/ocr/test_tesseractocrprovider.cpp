@@ -108,6 +108,7 @@ private slots:
         QTest::newRow("bold title, a real capture")
             << QImage(TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/title-bold-light-en.png"))
             << QStringLiteral("General");
+        addApplicationWindowRows();
     }
 
     void readsLinesInOrder()
@@ -117,13 +118,11 @@ private slots:
         QCOMPARE(runWorker(m_provider.get(), image), expected);
     }
 
+private:
     // Windows as toolkits draw them: backgrounds of either polarity side by side, controls beside labels,
     // code, and the rest of a line cut off by the region's edge.
-    void readsApplicationWindows_data()
+    static void addApplicationWindowRows()
     {
-        QTest::addColumn<QImage>("image");
-        QTest::addColumn<QString>("expected");
-
         const QColor text(0x1d, 0x1d, 0x1f);
         const auto stacked = [](const QList<QImage> &rows) {
             int height = 0, width = 0;
@@ -194,13 +193,7 @@ private slots:
             << QStringLiteral("Save changes before closing?\nOpen Recent Files");
     }
 
-    void readsApplicationWindows()
-    {
-        QFETCH(QImage, image);
-        QFETCH(QString, expected);
-        QCOMPARE(runWorker(m_provider.get(), image), expected);
-    }
-
+private slots:
     // Stretches the engine reads with near-zero confidence are read again on their own.
     void readsDoubtfulStretchesAgain()
     {

@@ -22,8 +22,7 @@ private slots:
             QStringLiteral("You are a professional translator. Your task is to translate the input text into "
                            "German.*");
         QTest::newRow("default prompt is built-in") << 1 << QString() << "Hi  \n" << translate;
-        QTest::newRow("empty prompt uses built-in") << 1 << ""
-                                                    << "x" << translate;
+        QTest::newRow("empty prompt uses built-in") << 1 << QString("") << QStringLiteral("x") << translate;
         QTest::newRow("every placeholder replaced")
             << 1 << "To ${target_language}, ${target_language}; ${TARGET_LANGUAGE} %1 ${other}"
             << "%1 ${target_language}"
@@ -66,10 +65,9 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("kept");
         const QString smile = QStringLiteral("\U0001F642");
-        QTest::newRow("fits exactly") << "abcdefghij"
-                                      << "abcdefghij";
-        QTest::newRow("no break near the end") << "abcdefghijk"
-                                               << "abcdefghij";
+        QTest::newRow("fits exactly") << QStringLiteral("abcdefghij") << QStringLiteral("abcdefghij");
+        QTest::newRow("no break near the end")
+            << QStringLiteral("abcdefghijk") << QStringLiteral("abcdefghij");
         QTest::newRow("character of two units at the limit")
             << QStringLiteral("abcdefghi") + smile << "abcdefghi";
         QTest::newRow("after the last line")

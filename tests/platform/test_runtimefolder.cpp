@@ -66,33 +66,18 @@ private slots:
         QTest::addColumn<QString>("xdg");      // what XDG_RUNTIME_DIR names; empty: it is not set
         QTest::addColumn<QString>("fallback"); // what already sits at the fallback's name; empty: nothing
         QTest::addColumn<QString>("chosen");   // "xdg", "fallback", "cache", or empty for none
-        QTest::newRow("XDG_RUNTIME_DIR") << "private"
-                                         << ""
-                                         << "xdg";
-        QTest::newRow("XDG_RUNTIME_DIR open to others") << "open"
-                                                        << ""
-                                                        << "xdg";
-        QTest::newRow("XDG_RUNTIME_DIR of another user") << "foreign"
-                                                         << ""
-                                                         << "fallback";
-        QTest::newRow("XDG_RUNTIME_DIR a link") << "link"
-                                                << ""
-                                                << "fallback";
-        QTest::newRow("no XDG_RUNTIME_DIR") << ""
-                                            << ""
-                                            << "fallback";
-        QTest::newRow("fallback open to others") << ""
-                                                 << "open"
-                                                 << "fallback";
-        QTest::newRow("fallback taken by another user") << ""
-                                                        << "foreign"
-                                                        << "cache";
-        QTest::newRow("fallback a planted link") << ""
-                                                 << "link"
-                                                 << "cache";
-        QTest::newRow("fallback and cache taken") << ""
-                                                  << "link"
-                                                  << "";
+        const auto row = [](const char *name, const char *xdg, const char *fallback, const char *chosen) {
+            QTest::newRow(name) << QString(xdg) << QString(fallback) << QString(chosen);
+        };
+        row("XDG_RUNTIME_DIR", "private", "", "xdg");
+        row("XDG_RUNTIME_DIR open to others", "open", "", "xdg");
+        row("XDG_RUNTIME_DIR of another user", "foreign", "", "fallback");
+        row("XDG_RUNTIME_DIR a link", "link", "", "fallback");
+        row("no XDG_RUNTIME_DIR", "", "", "fallback");
+        row("fallback open to others", "", "open", "fallback");
+        row("fallback taken by another user", "", "foreign", "cache");
+        row("fallback a planted link", "", "link", "cache");
+        row("fallback and cache taken", "", "link", "");
     }
 
     void folderOnlyTheUserCanEnter()

@@ -148,6 +148,12 @@ protected:
         m_rig->controller->onHotkeyTriggered(hotkey);
         return m_rig->waitForNewWindow<FakeView>(old, bound);
     }
+    // A capture hotkey whose region selection yields an image of this width.
+    void captureWidth(int width = 40)
+    {
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        emit m_rig->capture.captureDone(QImage(width, 20, QImage::Format_RGB32));
+    }
     void setCopy(std::function<bool()> sender) { m_rig->fake()->copy = std::move(sender); }
     void copyAnswers(const QString &selection)
     {

@@ -54,8 +54,7 @@ private slots:
     void hotkeyDuringPauseCancelsRequest()
     {
         m_ocr->answer = QStringLiteral("never sent");
-        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        captureWidth();
         QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
 
         // Within the pause another session starts: the recognised text is never sent.
@@ -82,8 +81,7 @@ private slots:
         QFETCH(QString, expectedError);
         m_ocr->answer = answer;
         m_ocr->available = expectedError.isEmpty();
-        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        captureWidth();
         QTRY_COMPARE_WITH_TIMEOUT(
             m_rig->controller->state(),
             expectedError.isEmpty() ? SessionController::WaitingAction : SessionController::Failed, kBound);
@@ -93,19 +91,6 @@ private slots:
         QCOMPARE(window->error, expectedError);
         QTest::qWait(1200); // past the pause: still nothing to send
         QCOMPARE(m_rig->server.requestCount(), 0);
-    }
-
-    // Pinned by default, a window stays when later presses come, until the user closes it. (Pinning by hand,
-    // retry in a pinned window and the stop button are in the X11 session test.)
-    void pinnedByDefaultOutlivesLaterPresses()
-    {
-        ConfigManager::instance()->setPinOverlayByDefault(true);
-        copyAnswers(QStringLiteral("text"));
-        QPointer<FakeView> pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-        QVERIFY(pinned && pinned->pinned);
-        QVERIFY(pressAndWait(HotkeyManager::ClipboardTextHotkey) && pinned);
-        pinned->close();
-        QTRY_VERIFY(pinned.isNull());
     }
 
     void closeEndsTheRun()
@@ -205,8 +190,7 @@ private slots:
         const QString recognised = QStringLiteral("slow text of B");
         m_ocr->answer = recognised;
         m_ocr->hold(40);
-        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-        emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+        captureWidth();
         FakeView *second = current();
         QVERIFY(second && second != first && second->recognising);
         if (stage != QLatin1String("recognising")) {
@@ -255,13 +239,12 @@ private slots:
         if (stage == QLatin1String("streaming")) {
             copyAnswers(text);
             pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-            QVERIFY(pinned);
+            QVERIFY(pinned && pinned->pinned);
             QTRY_COMPARE_WITH_TIMEOUT(pinned->result, "partial " + text, kBound);
         } else {
             m_ocr->answer = text;
             m_ocr->hold(40);
-            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-            emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+            captureWidth();
             pinned = current();
             QVERIFY(pinned && pinned->pinned && pinned->presented);
             if (stage == QLatin1String("pause")) {
@@ -318,8 +301,7 @@ private slots:
                               {60, QStringLiteral("text of the second capture")}};
             m_ocr->hold(40);
             m_ocr->hold(60);
-            m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-            emit m_rig->capture.captureDone(QImage(40, 20, QImage::Format_RGB32));
+            captureWidth();
             m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
             if (late == QLatin1String("recognition first")) {
                 // Its result is queued before the next capture is done, and only then delivered.

@@ -2,7 +2,7 @@
 // grim's view of the desktop, a terminal of known text, and Vontrel's own selectors.
 #pragma once
 
-#include "LoopbackHttpServer.h"
+#include "SessionRig.h"
 #include "capture/CaptureOverlay.h"
 
 #include <QApplication>
@@ -64,6 +64,20 @@ inline QList<QJsonObject> viewsOf(qint64 pid)
         tree, [pid](const QJsonObject &view) { return view.value(QLatin1String("pid")).toInteger() == pid; },
         &views);
     return views;
+}
+
+// Waits until the views of the process satisfy `done`, and returns them (empty on time-out).
+inline QList<QJsonObject> waitForViews(qint64 pid,
+                                       const std::function<bool(const QList<QJsonObject> &)> &done)
+{
+    QList<QJsonObject> views;
+    const bool met = QTest::qWaitFor(
+        [&] {
+            views = viewsOf(pid);
+            return done(views);
+        },
+        kBound);
+    return met ? views : QList<QJsonObject>();
 }
 
 inline QRect rectOf(const QJsonObject &node)
@@ -219,26 +233,7 @@ private:
 // as two spaces).
 inline QString sentText(const LoopbackHttpServer &server, int index)
 {
-    const QJsonDocument body = QJsonDocument::fromJson(server.requests().at(index).body);
-    const QString prompt =
-        body[QLatin1String("messages")].toArray().last()[QLatin1String("content")].toString();
-    const qsizetype at = prompt.lastIndexOf(QLatin1String("\n\nInput:\n"));
-    return at < 0 ? prompt : prompt.mid(at + 9).simplified();
-}
-
-inline bool waitForOverlays(int count)
-{
-    return QTest::qWaitFor(
-        [count] {
-            int exposed = 0;
-            for (QWidget *widget : QApplication::topLevelWidgets()) {
-                auto *overlay = qobject_cast<CaptureOverlay *>(widget);
-                if (overlay && overlay->isVisible() && overlay->windowHandle()->isExposed())
-                    ++exposed;
-            }
-            return exposed == count;
-        },
-        kBound);
+    return SessionRig::inputOf(server.requests().at(index)).simplified();
 }
 
 inline QList<CaptureOverlay *> visibleOverlays()
@@ -249,6 +244,18 @@ inline QList<CaptureOverlay *> visibleOverlays()
             overlays << overlay;
     }
     return overlays;
+}
+
+inline bool waitForOverlays(int count)
+{
+    return QTest::qWaitFor(
+        [count] {
+            const QList<CaptureOverlay *> overlays = visibleOverlays();
+            return std::count_if(overlays.cbegin(), overlays.cend(), [](CaptureOverlay *overlay) {
+                       return overlay->windowHandle()->isExposed();
+                   }) == count;
+        },
+        kBound);
 }
 
 inline bool overlayUnderPointer()

@@ -3,7 +3,6 @@
 // application and wl-clipboard as another client's clipboard. The pointer is driven through the compositor's
 // virtual-pointer protocol (vontrel_virtual_pointer). Started by tests/support/run-test.sh (mode sway).
 
-#include "SessionRig.h"
 #include "SwayHarness.h"
 
 #include "app/VontrelApp.h"
@@ -14,18 +13,8 @@
 #include "update/UpdateChecker.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QScreen>
 #include <QSignalSpy>
-
-#include <algorithm>
-#include <functional>
-#include <utility>
 
 using namespace SwayHarness;
 
@@ -56,7 +45,6 @@ private slots:
     void selectorCoversEachOutputAndSelectsExactPixels_data()
     {
         QTest::addColumn<QRect>("selection"); // layout coordinates
-
         QTest::newRow("first output") << QRect(100, 60, 300, 90);
         QTest::newRow("second output, scale 2") << QRect(1300, 20, 200, 45);
     }
@@ -90,13 +78,10 @@ private slots:
         for (const QJsonValue &output :
              swaymsg({QStringLiteral("-t"), QStringLiteral("get_outputs")}).array())
             outputs << rectOf(output.toObject());
-        QList<QJsonObject> views;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                views = viewsOf(QCoreApplication::applicationPid());
-                return views.size() == 2;
-            },
-            kBound));
+        const QList<QJsonObject> views =
+            waitForViews(QCoreApplication::applicationPid(),
+                         [](const QList<QJsonObject> &shown) { return shown.size() == 2; });
+        QCOMPARE(views.size(), 2);
         for (const QJsonObject &view : std::as_const(views)) {
             QCOMPARE(view.value(QLatin1String("fullscreen_mode")).toInt(), 1);
             QVERIFY2(outputs.contains(rectOf(view)), qPrintable(QJsonDocument(view).toJson()));
@@ -146,7 +131,6 @@ private slots:
         QTest::addColumn<QString>("clipboard");
         QTest::addColumn<QString>("primary");
         QTest::addColumn<QString>("expected");
-
         QTest::newRow("clipboard") << QStringLiteral("Bonjour tout le monde") << QString()
                                    << QStringLiteral("Bonjour tout le monde");
         QTest::newRow("selected text before the clipboard")
@@ -159,7 +143,6 @@ private slots:
         QFETCH(QString, clipboard);
         QFETCH(QString, primary);
         QFETCH(QString, expected);
-
         LoopbackHttpServer server;
         QVERIFY(SessionRig::serveAsProvider(server));
         VontrelApp app;
@@ -186,13 +169,11 @@ private slots:
                 return window && window->isVisible() && window->getTranslation() == QLatin1String("Hello");
             },
             kBound));
-        QList<QJsonObject> views;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                views = viewsOf(QCoreApplication::applicationPid());
-                return views.size() == 1 && rectOf(views.first()).size() == window->size();
-            },
-            kBound));
+        const QList<QJsonObject> views =
+            waitForViews(QCoreApplication::applicationPid(), [window](const QList<QJsonObject> &shown) {
+                return shown.size() == 1 && rectOf(shown.first()).size() == window->size();
+            });
+        QVERIFY(!views.isEmpty());
         QCOMPARE(views.first().value(QLatin1String("type")).toString(), QStringLiteral("floating_con"));
         run(QStringLiteral("wl-copy"), {QStringLiteral("--clear")});
     }
@@ -227,13 +208,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(server.requests().size(), 1, kBound);
         QCOMPARE(sentText(server, 0), QStringLiteral("Bonjour tout le monde"));
         // Its window carries the app id of the desktop entry, and floats.
-        QList<QJsonObject> views;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                views = viewsOf(vontrel.processId());
-                return views.size() == 1;
-            },
-            kBound));
+        const QList<QJsonObject> views = waitForViews(
+            vontrel.processId(), [](const QList<QJsonObject> &shown) { return shown.size() == 1; });
+        QVERIFY(!views.isEmpty());
         QCOMPARE(views.first().value(QLatin1String("app_id")).toString(),
                  QStringLiteral("app.vontrel.Vontrel"));
         QCOMPARE(views.first().value(QLatin1String("type")).toString(), QStringLiteral("floating_con"));
@@ -243,14 +220,11 @@ private slots:
         QVERIFY(waitForInk(QRect(120, 0, 60, 20)));
         run(program, {QStringLiteral("--capture")}, &exitCode);
         QCOMPARE(exitCode, 0);
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                const QList<QJsonObject> shown = viewsOf(vontrel.processId());
-                return std::count_if(shown.cbegin(), shown.cend(), [](const QJsonObject &view) {
-                           return view.value(QLatin1String("fullscreen_mode")).toInt() == 1;
-                       }) == 2;
-            },
-            kBound));
+        QVERIFY(!waitForViews(vontrel.processId(), [](const QList<QJsonObject> &shown) {
+                     return std::count_if(shown.cbegin(), shown.cend(), [](const QJsonObject &view) {
+                                return view.value(QLatin1String("fullscreen_mode")).toInt() == 1;
+                            }) == 2;
+                 }).isEmpty());
         QVERIFY(m_pointer.drag(QPoint(1, 1), QPoint(400, 30), [] { return true; }));
         QTRY_COMPARE_WITH_TIMEOUT(server.requests().size(), 2, kBound);
         const QString sent = sentText(server, 1);

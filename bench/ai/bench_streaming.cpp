@@ -8,7 +8,6 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QLoggingCategory>
-#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -99,17 +98,9 @@ int main(int argc, char *argv[])
     QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
 
     // The server runs on a thread of its own, so its writing does not share the client's event loop.
-    QThread serverThread;
-    serverThread.start();
-    QObject serverContext;
-    serverContext.moveToThread(&serverThread);
-    LoopbackHttpServer *server = nullptr;
-    QMetaObject::invokeMethod(
-        &serverContext, [&server] { server = new LoopbackHttpServer; }, Qt::BlockingQueuedConnection);
-    bool listening = false;
-    QMetaObject::invokeMethod(
-        server, [&] { listening = server->listen(); }, Qt::BlockingQueuedConnection);
-    if (!listening) {
+    const LoopbackServerThread serverThread;
+    LoopbackHttpServer *const server = serverThread.server();
+    if (!serverThread.isListening()) {
         std::fprintf(stderr, "bench_streaming: cannot listen on 127.0.0.1\n");
         return 1;
     }
@@ -130,10 +121,6 @@ int main(int argc, char *argv[])
         QTimer::singleShot(QCoreApplication::arguments().value(serve + 1).toInt() * 1000, &app,
                            &QCoreApplication::quit);
         QCoreApplication::exec();
-        QMetaObject::invokeMethod(
-            server, [server] { delete server; }, Qt::BlockingQueuedConnection);
-        serverThread.quit();
-        serverThread.wait();
         return 0;
     }
 
@@ -192,9 +179,5 @@ int main(int argc, char *argv[])
                 hugeRefused ? "refused" : "ACCEPTED", hugeMs, qPrintable(blocking.lastError()),
                 peakResidentMiB());
 
-    QMetaObject::invokeMethod(
-        server, [server] { delete server; }, Qt::BlockingQueuedConnection);
-    serverThread.quit();
-    serverThread.wait();
     return 0;
 }

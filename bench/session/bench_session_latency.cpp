@@ -23,7 +23,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 #include <QWindow>
 
 #include <algorithm>
@@ -120,38 +119,15 @@ int main(int argc, char **argv)
     // the arrival would wait for whatever the program itself is doing (showing the window), and the figure
     // would measure that instead of the request.
     std::atomic<qint64> arrivalNs{-1};
-    QThread serverThread;
-    serverThread.start();
-    QObject serverContext;
-    serverContext.moveToThread(&serverThread);
-    LoopbackHttpServer *provider = nullptr;
-    bool listening = false;
-    QMetaObject::invokeMethod(
-        &serverContext,
-        [&] {
-            provider = new LoopbackHttpServer;
-            provider->setHandler([&arrivalNs](const RecordedRequest &) {
-                arrivalNs = g_clock.nsecsElapsed();
-                return ScriptedResponse::sse().send(
-                    "data: {\"choices\":[{\"delta\":{\"content\":\"Hallo\"}}]}\n\ndata: [DONE]\n\n");
-            });
-            listening = provider->listen();
-        },
-        Qt::BlockingQueuedConnection);
-    struct ServerStop
-    {
-        QObject &context;
-        QThread &thread;
-        LoopbackHttpServer *&server;
-        ~ServerStop()
-        {
-            QMetaObject::invokeMethod(
-                &context, [this] { delete server; }, Qt::BlockingQueuedConnection);
-            thread.quit();
-            thread.wait();
-        }
-    } serverStop{serverContext, serverThread, provider};
-    if (!listening)
+    const LoopbackServerThread providerThread([&arrivalNs](LoopbackHttpServer &server) {
+        server.setHandler([&arrivalNs](const RecordedRequest &) {
+            arrivalNs = g_clock.nsecsElapsed();
+            return ScriptedResponse::sse().send(
+                "data: {\"choices\":[{\"delta\":{\"content\":\"Hallo\"}}]}\n\ndata: [DONE]\n\n");
+        });
+    });
+    LoopbackHttpServer *const provider = providerThread.server();
+    if (!providerThread.isListening())
         return 1;
     ConfigManager::instance()->setApiUrl(provider->baseUrl());
     ConfigManager::instance()->setApiKey(QStringLiteral("bench-key"));

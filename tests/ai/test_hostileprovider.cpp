@@ -35,7 +35,8 @@ void recordLog(QtMsgType type, const QMessageLogContext &context, const QString 
 class TestHostileProvider final : public QObject
 {
     Q_OBJECT
-    std::unique_ptr<LoopbackHttpServer> m_server;
+    std::unique_ptr<LoopbackServerThread> m_serverThread;
+    LoopbackHttpServer *m_server = nullptr;
 
     std::unique_ptr<OpenAIClient> makeClient(const QString &url = QString())
     {
@@ -67,10 +68,11 @@ class TestHostileProvider final : public QObject
 private slots:
     void init()
     {
-        m_server = std::make_unique<LoopbackHttpServer>();
-        QVERIFY(m_server->listen());
+        m_serverThread = std::make_unique<LoopbackServerThread>();
+        m_server = m_serverThread->server();
+        QVERIFY(m_serverThread->isListening());
     }
-    void cleanup() { m_server.reset(); }
+    void cleanup() { m_serverThread.reset(); }
 
     void streamOutcome_data()
     {

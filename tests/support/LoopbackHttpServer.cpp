@@ -315,3 +315,33 @@ void LoopbackHttpServer::releaseHeld()
     // Queued, so that another thread may call it; the connections resume on the server's thread.
     QMetaObject::invokeMethod(this, &LoopbackHttpServer::released, Qt::QueuedConnection);
 }
+
+LoopbackServerThread::LoopbackServerThread(const std::function<void(LoopbackHttpServer &)> &setup)
+{
+    m_thread.start();
+    m_context.moveToThread(&m_thread);
+    QMetaObject::invokeMethod(
+        &m_context,
+        [&] {
+            m_server = new LoopbackHttpServer;
+            if (setup)
+                setup(*m_server);
+            m_listening = m_server->listen();
+        },
+        Qt::BlockingQueuedConnection);
+}
+
+LoopbackServerThread::~LoopbackServerThread()
+{
+    // The sockets belong to the server's thread and are closed there; the context comes home to be destroyed.
+    QThread *const home = QThread::currentThread();
+    QMetaObject::invokeMethod(
+        &m_context,
+        [this, home] {
+            delete m_server;
+            m_context.moveToThread(home);
+        },
+        Qt::BlockingQueuedConnection);
+    m_thread.quit();
+    m_thread.wait();
+}

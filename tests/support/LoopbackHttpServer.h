@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPair>
 #include <QString>
+#include <QThread>
 
 #include <atomic>
 #include <functional>
@@ -124,4 +125,25 @@ private:
     ScriptedResponse m_fallback;
     Handler m_handler;
     std::atomic<qint64> m_firstBodyWriteNs{0};
+};
+
+// A LoopbackHttpServer listening on a thread of its own, as a real provider answers from another process: its
+// writing then never waits for the client's event loop, nor the client's timers for its writing. `setup` runs
+// on the server's thread before it listens; afterwards the test uses only the server's thread-safe calls.
+class LoopbackServerThread final
+{
+public:
+    explicit LoopbackServerThread(const std::function<void(LoopbackHttpServer &)> &setup = {});
+    ~LoopbackServerThread();
+    LoopbackServerThread(const LoopbackServerThread &) = delete;
+    LoopbackServerThread &operator=(const LoopbackServerThread &) = delete;
+
+    bool isListening() const { return m_listening; }
+    LoopbackHttpServer *server() const { return m_server; }
+
+private:
+    QThread m_thread;
+    QObject m_context; // lives on m_thread, so that work can be queued there before the server exists
+    LoopbackHttpServer *m_server = nullptr;
+    bool m_listening = false;
 };

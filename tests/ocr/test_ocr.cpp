@@ -6,9 +6,9 @@
 #include "ocr/OcrWorker.h"
 #include "ocr/OcrWorkerResult.h"
 
-#include "TextImage.h"
+#include "TestEnv.h"
 
-#include <QPainter>
+#include <QFile>
 #include <QTest>
 #include <QThread>
 #include <QThreadPool>
@@ -33,6 +33,11 @@ QList<int> bandHeights(const QImage &gray)
     return heights;
 }
 
+QString dataDir()
+{
+    return TestEnv::sourceDir() + QStringLiteral("/tests/ocr/data/prepare/");
+}
+
 struct FakeProvider final : IOcrProvider
 {
     QString recognize(QImage image) override
@@ -51,60 +56,33 @@ class TestOcr : public QObject
     Q_OBJECT
 
 private slots:
+    // The captures and what their preparation must give are listed in data/prepare/expected.txt.
     void preparesScreenText_data()
     {
-        QTest::addColumn<QImage>("source");
+        QTest::addColumn<QString>("file");
         QTest::addColumn<bool>("inverted");
         QTest::addColumn<int>("lineCount");
         QTest::addColumn<bool>("enlarged");
-
-        const QStringList two = {QStringLiteral("Save changes before closing?"),
-                                 QStringLiteral("Open Recent Files")};
-        const QColor darkBackground(0x1e, 0x1e, 0x1e);
-        QTest::newRow("11 px light") << TextImage::render(two, 11) << false << 2 << true;
-        QTest::newRow("11 px dark") << TextImage::render(two, 11, QColor(0xe0, 0xe0, 0xe0), darkBackground)
-                                    << true << 2 << true;
-        QTest::newRow("13 px at ratio 2, dark")
-            << TextImage::render(two, 13, Qt::white, QColor(0x28, 0x2c, 0x34), 2.0) << true << 2 << true;
-        QTest::newRow("40 px is not blown up") << TextImage::render(two, 40) << false << 2 << false;
-        QTest::newRow("blank") << TextImage::render({}, 11, Qt::white, darkBackground) << true << 0 << false;
-
-        // What a hand-dragged region catches around the text must neither merge its lines into one band nor
-        // count as a line of its own.
-        const QStringList three = {QStringLiteral("Save changes before closing?"),
-                                   QStringLiteral("打开最近使用的文件"), QStringLiteral("Open Recent Files")};
-        const QImage light = TextImage::render(three, 13);
-        const QImage dark = TextImage::render(three, 13, QColor(0xe0, 0xe0, 0xe0), darkBackground);
-        QTest::newRow("outline with a margin")
-            << TextImage::framed(light, 4, QColor(0xb0, 0xb0, 0xb0), 5) << false << 3 << true;
-        QTest::newRow("frame at the edge, dark")
-            << TextImage::framed(dark, 0, Qt::white, 0, Qt::white, 2) << true << 3 << true;
-        QTest::newRow("light page on a dark desktop")
-            << TextImage::framed(light, 0, QColor(0x80, 0x80, 0x80), 60, QColor(0x20, 0x22, 0x25)) << false
-            << 3 << true;
-        QTest::newRow("dark page on a light desktop")
-            << TextImage::framed(dark, 0, darkBackground, 50, QColor(0xa8, 0xc8, 0xe8)) << true << 3 << true;
-        QImage rules = TextImage::framed(light, 0, Qt::white, 6, Qt::white);
-        for (int y : {2, rules.height() - 3})
-            QPainter(&rules).fillRect(0, y, rules.width(), 1, Qt::black);
-        QTest::newRow("table rules above and below") << rules << false << 3 << true;
-        // The lower half of the line above: its line is cut through the middle of the glyphs.
-        const QImage withAbove =
-            TextImage::render(QStringList{QStringLiteral("Download complete")} + three, 13);
-        QTest::newRow("half a line cut off above")
-            << withAbove.copy(0, 14, withAbove.width(), withAbove.height() - 14) << false << 3 << true;
-        QImage band = TextImage::framed(light, 0, Qt::black, 0, Qt::white, 0);
-        QPainter(&band).fillRect(band.width() - 3, 0, 3, band.height(), QColor(0x15, 0x17, 0x1a));
-        QTest::newRow("edge of the next window") << band << false << 3 << true;
+        QFile list(dataDir() + QStringLiteral("expected.txt"));
+        QVERIFY(list.open(QIODevice::ReadOnly | QIODevice::Text));
+        for (const QString &line : QString::fromUtf8(list.readAll()).split(QLatin1Char('\n'))) {
+            const QStringList cells = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            if (cells.size() != 4 || line.startsWith(QLatin1Char('#')))
+                continue;
+            QTest::newRow(qPrintable(cells[0])) << cells[0] << (cells[1] == QLatin1String("yes"))
+                                                << cells[2].toInt() << (cells[3] == QLatin1String("yes"));
+        }
     }
 
     void preparesScreenText()
     {
-        QFETCH(QImage, source);
+        QFETCH(QString, file);
         QFETCH(bool, inverted);
         QFETCH(int, lineCount);
         QFETCH(bool, enlarged);
 
+        const QImage source(dataDir() + file);
+        QVERIFY(!source.isNull());
         const OcrPreparedImage prepared = vontrelPrepareImageForOcr(source);
         const QImage &image = prepared.image;
         QCOMPARE(image.format(), QImage::Format_Grayscale8);

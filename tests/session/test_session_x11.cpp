@@ -194,42 +194,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(window->getTranslation(), QStringLiteral("Hello"), kBound);
     }
 
-    void hotkeyDuringStreamingAndPinnedRetry()
-    {
-        QVERIFY(ownClipboard({{"text/plain", "first text"}}));
-
-        // The first request fails; the user pins its window and moves it aside.
-        m_rig->server.setFallback(stream({}, false, QStringLiteral("model overloaded")));
-        QPointer<ResultWindow> first = press(kTextHotkey);
-        QVERIFY(first);
-        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(),
-                                  QStringLiteral("AI failed: API error: model overloaded"), kBound);
-        QVERIFY(click<QPushButton>(first, QStringLiteral("Pin window")));
-        QTRY_VERIFY_WITH_TIMEOUT(first->isPinned(), kBound);
-        first->move(20, 650);
-
-        m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
-        QPointer<ResultWindow> second = press(kTextHotkey);
-        QVERIFY(second);
-        QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("partial"), kBound);
-
-        // A press during the stream cancels it and discards its window; the pinned window stays.
-        m_rig->server.setFallback(stream({QStringLiteral("third answer")}));
-        ResultWindow *third = press(kTextHotkey);
-        QVERIFY(third && third != first);
-        QTRY_VERIFY_WITH_TIMEOUT(second.isNull(), kBound);
-        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("third answer"), kBound);
-        QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->runningRequestCount(), 0, kBound); // the held one too
-        QVERIFY(first && first->isVisible());
-
-        // Retry in the pinned window streams again there.
-        m_rig->server.setFallback(stream({QStringLiteral("retried")}));
-        QVERIFY(click<QToolButton>(first, QStringLiteral("Retry")));
-        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("retried"), kBound);
-        QCOMPARE(third->getTranslation(), QStringLiteral("third answer"));
-        QCOMPARE(m_rig->server.requestCount(), 4);
-    }
-
     void clipboardTextStopAndUnconfigured()
     {
         // Nothing selected: the clipboard text goes out untrimmed, and the clipboard stays as it was.
@@ -257,79 +221,64 @@ private slots:
         QCOMPARE(m_rig->server.requestCount(), 1);
     }
 
-    // Pinned windows, each with its own run, against a provider that fails on one text and streams slowly
-    // on another: Retry and Enter resend a window's own text after its failure, closing one window leaves
-    // another's request running, and a request that the next session cancels shows as stopped and can be
-    // sent again.
+    // Pinned windows keep their own runs against a provider that fails on one text and streams slowly on
+    // another: a press during a stream discards an unpinned window and stops a pinned one visibly, Retry
+    // sends a stopped window's text again, Enter sends what the user corrected after a failure, and closing
+    // a window leaves another's request running.
     void pinnedWindowsKeepTheirOwnRuns()
     {
-        ConfigManager::instance()->setPinOverlayByDefault(true);
         m_rig->answerByText();
-
-        QVERIFY(ownClipboard({{"text/plain", "fail: first text"}}));
-        QPointer<ResultWindow> first = press(kTextHotkey);
-        QVERIFY(first && first->isPinned());
+        QPointer<ResultWindow> first = pressWith("fail: first text");
+        QVERIFY(first);
         QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(),
                                   QStringLiteral("AI failed: API error: model overloaded"), kBound);
+        QVERIFY(click<QPushButton>(first, QStringLiteral("Pin window")));
+        QTRY_VERIFY_WITH_TIMEOUT(first->isPinned(), kBound);
         first->move(10, 10);
 
-        QVERIFY(ownClipboard({{"text/plain", "slow: second text"}}));
-        QPointer<ResultWindow> second = press(kTextHotkey);
+        QPointer<ResultWindow> second = pressWith("slow: second text");
         QVERIFY(second && second != first);
-        second->move(800, 10);
         QTRY_COMPARE_WITH_TIMEOUT(second->getTranslation(), QStringLiteral("partial slow: second text"),
                                   kBound);
-
-        // Retry in the failed window sends its own text, while the other window still streams.
-        QVERIFY(click<QToolButton>(first, QStringLiteral("Retry")));
-        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("answer to fail: first text"),
+        QPointer<ResultWindow> third = pressWith("slow: third text");
+        QVERIFY(third && third != first);
+        QTRY_VERIFY_WITH_TIMEOUT(second.isNull(), kBound);
+        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("partial slow: third text"),
                                   kBound);
-        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("fail: first text"));
-        QVERIFY(shows<QToolButton>(second, QStringLiteral("Stop")));
+        QVERIFY(click<QPushButton>(third, QStringLiteral("Pin window")));
+        QTRY_VERIFY_WITH_TIMEOUT(third->isPinned(), kBound);
+        third->move(800, 10);
 
-        // Closing it leaves the other's request running to its end.
+        ResultWindow *fourth = pressWith("fourth text");
+        QVERIFY(fourth && third && first);
+        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(),
+                                  QStringLiteral("partial slow: third text\n\n(Stopped)"), kBound);
+        QVERIFY(!shows<QToolButton>(third, QStringLiteral("Stop")));
+        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("answer to fourth text"), kBound);
+        QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->runningRequestCount(), 0, kBound); // the held one too
+        QVERIFY(first->isVisible());
+
+        QVERIFY(click<QToolButton>(third, QStringLiteral("Retry")));
+        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("partial slow: third text"),
+                                  kBound);
+        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("slow: third text"));
+
+        QVERIFY(clickAt(first->findChild<SourceText *>()));
+        QTRY_VERIFY_WITH_TIMEOUT(first->isActiveWindow(), kBound);
+        QVERIFY(xdotool({"key", "ctrl+a", "type", "corrected first text"}));
+        QTRY_COMPARE_WITH_TIMEOUT(first->getSourceText(), QStringLiteral("corrected first text"), kBound);
+        QVERIFY(xdotool({"key", "Return"}));
+        QTRY_COMPARE_WITH_TIMEOUT(first->getTranslation(), QStringLiteral("answer to corrected first text"),
+                                  kBound);
+        QVERIFY(shows<QToolButton>(third, QStringLiteral("Stop")));
+
         QVERIFY(click<QPushButton>(first, QStringLiteral("Close")));
         QTRY_VERIFY_WITH_TIMEOUT(first.isNull(), kBound);
+        QVERIFY(shows<QToolButton>(third, QStringLiteral("Stop")));
         m_rig->server.releaseHeld();
-        QTRY_VERIFY_WITH_TIMEOUT(!shows<QToolButton>(second, QStringLiteral("Stop")), kBound);
-        QCOMPARE(second->getTranslation(), QStringLiteral("partial slow: second text"));
-
-        // Enter after a failure sends the corrected text.
-        QVERIFY(ownClipboard({{"text/plain", "fail: third text"}}));
-        QPointer<ResultWindow> third = press(kTextHotkey);
-        QVERIFY(third);
-        third->move(10, 500);
-        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(),
-                                  QStringLiteral("AI failed: API error: model overloaded"), kBound);
-        QVERIFY(clickAt(third->findChild<SourceText *>()));
-        QTRY_VERIFY_WITH_TIMEOUT(third->isActiveWindow(), kBound);
-        QVERIFY(xdotool({"key", "ctrl+a", "type", "corrected third text"}));
-        QTRY_COMPARE_WITH_TIMEOUT(third->getSourceText(), QStringLiteral("corrected third text"), kBound);
-        QVERIFY(xdotool({"key", "Return"}));
-        QTRY_COMPARE_WITH_TIMEOUT(third->getTranslation(), QStringLiteral("answer to corrected third text"),
-                                  kBound);
-
-        // The next press cancels a pinned window's slow answer: the window says so and is done.
-        QVERIFY(ownClipboard({{"text/plain", "slow: fourth text"}}));
-        QPointer<ResultWindow> fourth = press(kTextHotkey);
-        QVERIFY(fourth);
-        fourth->move(800, 500);
-        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("partial slow: fourth text"),
-                                  kBound);
-        QVERIFY(ownClipboard({{"text/plain", "fifth text"}}));
-        ResultWindow *fifth = press(kTextHotkey);
-        QVERIFY(fifth && fourth);
-        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(),
-                                  QStringLiteral("partial slow: fourth text\n\n(Stopped)"), kBound);
-        QVERIFY(!shows<QToolButton>(fourth, QStringLiteral("Stop")));
-        QTRY_COMPARE_WITH_TIMEOUT(fifth->getTranslation(), QStringLiteral("answer to fifth text"), kBound);
-        QVERIFY(second && third && second->isVisible() && third->isVisible());
-
-        // Sent again from where it stopped.
-        QVERIFY(click<QToolButton>(fourth, QStringLiteral("Retry")));
-        QTRY_COMPARE_WITH_TIMEOUT(fourth->getTranslation(), QStringLiteral("partial slow: fourth text"),
-                                  kBound);
-        QCOMPARE(m_rig->promptInput(-1), QStringLiteral("slow: fourth text"));
+        QTRY_VERIFY_WITH_TIMEOUT(!shows<QToolButton>(third, QStringLiteral("Stop")), kBound);
+        QCOMPARE(third->getTranslation(), QStringLiteral("partial slow: third text"));
+        QCOMPARE(m_rig->server.requestCount(), 6);
     }
 
     // A clipboard far beyond one request: the request carries what fits, the window shows it with a note of
@@ -362,6 +311,11 @@ private:
         }
         m_clipboardOwner = std::make_unique<HelperProcess>();
         return m_clipboardOwner->start(arguments);
+    }
+
+    ResultWindow *pressWith(const QByteArray &clipboardText)
+    {
+        return ownClipboard({{"text/plain", clipboardText}}) ? press(kTextHotkey) : nullptr;
     }
 
     ResultWindow *current() const { return dynamic_cast<ResultWindow *>(m_rig->controller->currentWindow()); }

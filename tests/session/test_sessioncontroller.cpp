@@ -1,27 +1,150 @@
 // The session controller against views without widgets, with the test's recogniser and "other application"
 // answering the copy keystroke: the races, outcomes and window rules the X11 tests cannot stage.
 
-#include "SessionFakes.h"
 #include "SessionRig.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
 #include <QPointer>
+#include <QSemaphore>
 #include <QSignalSpy>
 
-using namespace SessionFakes;
+#include <functional>
+#include <map>
+#include <memory>
 
 namespace {
 
 constexpr int kBound = 10000;
+using Formats = QList<QPair<QString, QByteArray>>;
+
+// Answers by the image's width; the recognition of a held width waits until released.
+class FakeOcrProvider final : public IOcrProvider
+{
+public:
+    QString recognize(QImage image) override
+    {
+        if (const auto gate = gates.find(image.width()); gate != gates.end())
+            gate->second->acquire();
+        return answers.value(image.width(), answer);
+    }
+    bool isAvailable() override { return available; }
+    // Before the recognition starts: the map is read from the pool thread.
+    void hold(int width) { gates[width] = std::make_unique<QSemaphore>(); }
+    void release(int width) { gates.at(width)->release(); }
+    void releaseAll()
+    {
+        for (auto &gate : gates)
+            gate.second->release(100);
+    }
+
+    QString answer;
+    QHash<int, QString> answers;
+    bool available = true;
+    std::map<int, std::unique_ptr<QSemaphore>> gates;
+};
+
+// Records what the session asked the window to show; the user's side is called through its requests.
+class FakeView final : public QObject, public IResultView
+{
+public:
+    void setRequests(Requests value) override { requests = std::move(value); }
+    void showRecognising(const QImage &) override { recognising = true; }
+    void showSource(const QString &text, bool) override { source = text; }
+    void beginResult() override
+    {
+        result.clear();
+        error.clear();
+        processing = true;
+        stopped = false;
+    }
+    void appendResult(const QString &chunk) override { result += chunk; }
+    void endResult(ResultEnd end) override
+    {
+        processing = false;
+        stopped = end == ResultEnd::Stopped;
+    }
+    void showError(const QString &message) override
+    {
+        processing = false;
+        error = message;
+    }
+    void showMessage(Message) override {}
+    void present() override { presented = true; }
+    void setPinned(bool value) override
+    {
+        if (value == pinned)
+            return;
+        pinned = value;
+        if (const auto request = requests.pinChanged)
+            request(value);
+    }
+    bool isPinned() const override { return pinned; }
+    bool isVisible() const { return presented; }
+    void discard() override
+    {
+        requests = {};
+        deleteLater();
+    }
+    // The user hides the window.
+    void close()
+    {
+        if (const auto request = requests.closed)
+            request();
+    }
+
+    Requests requests;
+    bool recognising = false;
+    bool presented = false;
+    bool pinned = false;
+    bool processing = false;
+    bool stopped = false;
+    QString source;
+    QString result;
+    QString error;
+};
+
+void setClipboard(const Formats &formats)
+{
+    auto *data = new QMimeData;
+    for (const auto &[format, bytes] : formats)
+        data->setData(format, bytes);
+    QGuiApplication::clipboard()->setMimeData(data);
+}
+
+Formats clipboardFormats()
+{
+    Formats formats;
+    if (const QMimeData *data = QGuiApplication::clipboard()->mimeData()) {
+        for (const QString &format : data->formats())
+            formats.append({format, data->data(format)});
+    }
+    return formats;
+}
 
 } // namespace
 
-class TestSessionController : public QObject, private SessionFixture
+class TestSessionController : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init() { QVERIFY(startRig()); }
-    void cleanup() { stopRig(); }
+    void init()
+    {
+        QGuiApplication::clipboard()->clear();
+        m_ocr = new FakeOcrProvider;
+        m_rig = std::make_unique<SessionRig>(std::unique_ptr<IOcrProvider>(m_ocr), false,
+                                             [] { return new FakeView; });
+        QVERIFY(m_rig->listening);
+    }
+
+    void cleanup()
+    {
+        m_ocr->releaseAll();
+        m_rig.reset();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 
     void secondPressTakesOverWaitingFallback()
     {
@@ -38,7 +161,7 @@ private slots:
         QPointer<FakeView> first = current();
         QVERIFY(m_rig->controller->isCopyFallbackActive());
 
-        FakeView *second = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        FakeView *second = press();
         QVERIFY(second && second != first);
         QTRY_VERIFY(first.isNull());
         QCOMPARE(second->source, QStringLiteral("the selection"));
@@ -58,9 +181,8 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(m_rig->controller->state(), SessionController::WaitingAction, kBound);
 
         // Within the pause another session starts: the recognised text is never sent.
-        copyAnswers(QStringLiteral("instead"));
         QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
-        pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        pressText(QStringLiteral("instead"));
         QVERIFY(requests.wait(kBound));
         QVERIFY(!requests.wait(1500));
         QCOMPARE(m_rig->promptInput(), QStringLiteral("instead"));
@@ -81,6 +203,7 @@ private slots:
         QFETCH(QString, expectedError);
         m_ocr->answer = answer;
         m_ocr->available = expectedError.isEmpty();
+        QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
         captureWidth();
         QTRY_COMPARE_WITH_TIMEOUT(
             m_rig->controller->state(),
@@ -89,21 +212,7 @@ private slots:
         QVERIFY(window->recognising && window->presented);
         QCOMPARE(window->source, QString());
         QCOMPARE(window->error, expectedError);
-        QTest::qWait(1200); // past the pause: still nothing to send
-        QCOMPARE(m_rig->server.requestCount(), 0);
-    }
-
-    void closeEndsTheRun()
-    {
-        copyAnswers(QStringLiteral("some text"));
-        m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
-        QPointer<FakeView> window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-        QVERIFY(window);
-        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
-        window->close();
-        QTRY_VERIFY(window.isNull());
-        QCOMPARE(m_rig->controller->runningRequestCount(), 0);
-        QCOMPARE(m_rig->controller->state(), SessionController::Idle);
+        QVERIFY(!requests.wait(1500)); // past the pause: still nothing to send
     }
 
     // A pinned window whose answer failed or was stopped sends its own text again, however other windows
@@ -127,8 +236,7 @@ private slots:
         QFETCH(QString, between);
         m_rig->answerByText();
         const QString text = stopped ? QStringLiteral("slow text of A") : QStringLiteral("fail text of A");
-        copyAnswers(text);
-        QPointer<FakeView> window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QPointer<FakeView> window = pressText(text);
         QVERIFY(window);
         if (stopped) {
             QTRY_COMPARE_WITH_TIMEOUT(window->result, "partial " + text, kBound);
@@ -142,8 +250,7 @@ private slots:
             m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
             emit m_rig->capture.captureCancelled();
         } else if (between == QLatin1String("another")) {
-            copyAnswers(QStringLiteral("text of B"));
-            FakeView *other = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            FakeView *other = pressText(QStringLiteral("text of B"));
             QVERIFY(other && other != window);
             QTRY_COMPARE_WITH_TIMEOUT(other->result, QStringLiteral("answer to text of B"), kBound);
         }
@@ -167,8 +274,8 @@ private slots:
     void closeOrStopLeavesOtherRunsAlone_data()
     {
         QTest::addColumn<QString>("stage"); // of the other window's run
-        QTest::addColumn<bool>(
-            "stop"); // the first window's retried request is stopped, not the window closed
+        // Whether the first window's retried request is stopped, rather than the window closed.
+        QTest::addColumn<bool>("stop");
         QTest::newRow("close while recognising") << "recognising" << false;
         QTest::newRow("close during the pause") << "pause" << false;
         QTest::newRow("close while streaming") << "streaming" << false;
@@ -181,8 +288,7 @@ private slots:
         QFETCH(QString, stage);
         QFETCH(bool, stop);
         m_rig->answerByText();
-        copyAnswers(QStringLiteral("fail, then slow: text of A"));
-        QPointer<FakeView> first = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        QPointer<FakeView> first = pressText(QStringLiteral("fail, then slow: text of A"));
         QVERIFY(first);
         QTRY_VERIFY_WITH_TIMEOUT(!first->error.isEmpty(), kBound);
         first->setPinned(true);
@@ -237,8 +343,7 @@ private slots:
         const QString text = QStringLiteral("slow text of A");
         QPointer<FakeView> pinned;
         if (stage == QLatin1String("streaming")) {
-            copyAnswers(text);
-            pinned = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            pinned = pressText(text);
             QVERIFY(pinned && pinned->pinned);
             QTRY_COMPARE_WITH_TIMEOUT(pinned->result, "partial " + text, kBound);
         } else {
@@ -253,9 +358,8 @@ private slots:
             }
         }
 
-        copyAnswers(QStringLiteral("text of B"));
         QSignalSpy requests(&m_rig->server, &LoopbackHttpServer::requestReceived);
-        FakeView *next = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        FakeView *next = pressText(QStringLiteral("text of B"));
         QVERIFY(next && next != pinned && pinned);
         if (stage == QLatin1String("recognising"))
             m_ocr->release(40);
@@ -289,8 +393,7 @@ private slots:
         QString expected;
         if (late == QLatin1String("capture")) {
             m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
-            copyAnswers(QStringLiteral("slow text"));
-            window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+            window = pressText(QStringLiteral("slow text"));
             QVERIFY(window);
             QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial slow text"), kBound);
             emit m_rig->capture.captureCancelled();
@@ -346,7 +449,7 @@ private slots:
         else
             setCopy([] { return false; });
         QSignalSpy changes(QGuiApplication::clipboard(), &QClipboard::dataChanged);
-        FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        FakeView *window = press();
         QVERIFY(window);
         if (!sent) {
             QCOMPARE(changes.size(), 0);
@@ -405,20 +508,60 @@ private slots:
         QCOMPARE(m_rig->controller->state(), SessionController::Idle);
     }
 
-    void providerChangeReachesNextRun()
+    // Closing the window ends its run at once; the next run goes to the provider as it is set by then.
+    void closeEndsTheRunAndNextRunTakesNewProvider()
     {
-        copyAnswers(QStringLiteral("text"));
-        FakeView *window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
-        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("Hello"), kBound);
+        m_rig->server.setFallback(stream({QStringLiteral("partial")}, true)); // held open
+        QPointer<FakeView> window = pressText(QStringLiteral("some text"));
+        QVERIFY(window);
+        QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
+        window->close();
+        QTRY_VERIFY(window.isNull());
+        QCOMPARE(m_rig->controller->runningRequestCount(), 0);
+        QCOMPARE(m_rig->controller->state(), SessionController::Idle);
 
         LoopbackHttpServer other;
         QVERIFY(other.listen());
         other.setFallback(stream({QStringLiteral("from the new provider")}));
         ConfigManager::instance()->setApiUrl(other.baseUrl("/v1"));
-        window = pressAndWait(HotkeyManager::ClipboardTextHotkey);
+        window = press();
+        QVERIFY(window);
         QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("from the new provider"), kBound);
         QCOMPARE(m_rig->server.requestCount(), 1);
     }
+
+private:
+    FakeView *current() const { return dynamic_cast<FakeView *>(m_rig->controller->currentWindow()); }
+    // The text hotkey, and the window it shows.
+    FakeView *press()
+    {
+        QPointer<FakeView> old = current();
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::ClipboardTextHotkey);
+        return m_rig->waitForNewWindow<FakeView>(old, kBound);
+    }
+    // The same, with the other application answering the copy keystroke with this selection.
+    FakeView *pressText(const QString &selection)
+    {
+        copyAnswers(selection);
+        return press();
+    }
+    // A capture hotkey whose region selection yields an image of this width.
+    void captureWidth(int width = 40)
+    {
+        m_rig->controller->onHotkeyTriggered(HotkeyManager::CaptureHotkey);
+        emit m_rig->capture.captureDone(QImage(width, 20, QImage::Format_RGB32));
+    }
+    void setCopy(std::function<bool()> sender) { m_rig->fake()->copy = std::move(sender); }
+    void copyAnswers(const QString &selection)
+    {
+        setCopy([selection] {
+            QGuiApplication::clipboard()->setText(selection);
+            return true;
+        });
+    }
+
+    std::unique_ptr<SessionRig> m_rig;
+    FakeOcrProvider *m_ocr = nullptr;
 };
 
 QTEST_MAIN(TestSessionController)

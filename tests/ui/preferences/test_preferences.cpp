@@ -167,14 +167,14 @@ private slots:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("message");
         QTest::newRow("success") << "sk-good"
-                                 << QStringLiteral("Test Connection: Connection successful! API is working.");
+                                 << "Test Connection: Connection successful! API is working.";
         QTest::newRow("wrong key")
             << "sk-wrong"
-            << QStringLiteral(
-                   "Test Connection Failed: Failed to connect:\nAPI error 401: Incorrect API key provided");
+            << "Test Connection Failed: Failed to connect:\nAPI error 401: Incorrect API key provided";
         QTest::newRow("missing key") << ""
-                                     << QStringLiteral("Test Connection: Please enter an API key first.");
+                                     << "Test Connection: Please enter an API key first.";
     }
+
     void providerConnectionTest()
     {
         QFETCH(QString, key);

@@ -196,15 +196,8 @@ private slots:
         QFETCH(bool, waiting);
         QFETCH(int, room);
         QFETCH(QList<int>, heights);
-        ResultLayout::HeightWishes input;
-        input.sourceShown = input.resultShown = true;
-        input.sourceWanted = wishes[0];
-        input.sourceLeast = wishes[1];
-        input.resultWanted = wishes[2];
-        input.resultLeast = wishes[3];
-        input.waiting = waiting;
-        input.room = room;
-        const ResultLayout::HeightPlan plan = ResultLayout::heightPlan(input);
+        const ResultLayout::HeightPlan plan =
+            ResultLayout::heightPlan({true, true, wishes[0], wishes[1], wishes[2], wishes[3], waiting, room});
         QCOMPARE((QList<int>{plan.source, plan.result}), heights);
     }
 

@@ -4,8 +4,9 @@
 #include "ui/ThemeColors.h"
 #include "ui/result/ResultWindow.h"
 
+#include "X11TestHelpers.h"
+
 #include <QApplication>
-#include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
@@ -18,35 +19,6 @@ namespace {
 // long.
 constexpr int kStaysVisibleMs = 1500;
 constexpr int kTimeoutMs = 10000;
-
-QString xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
-    process.waitForFinished(kTimeoutMs);
-    return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
-}
-
-// A window of another X client (each test has an X server of its own, so it is the only xmessage window).
-struct PeerWindow
-{
-    QProcess process;
-    QString id;
-    bool start()
-    {
-        process.start(QStringLiteral("xmessage"), {QStringLiteral("peer")});
-        if (!process.waitForStarted(kTimeoutMs))
-            return false;
-        id = xdotool({QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--class"),
-                      QStringLiteral("Xmessage")});
-        return !id.isEmpty();
-    }
-    ~PeerWindow()
-    {
-        process.kill();
-        process.waitForFinished(kTimeoutMs);
-    }
-};
 
 bool showActive(QWidget *window)
 {
@@ -93,16 +65,14 @@ private slots:
     {
         QFETCH(bool, otherClient);
         QFETCH(bool, pinned);
-        PeerWindow peer;
-        if (otherClient && !peer.start())
-            QSKIP("xmessage and xdotool are needed for a second X client");
         auto w = textOverlay(pinned);
         QSignalSpy closed(w.get(), &ResultWindow::closed);
         QVERIFY(showActive(w.get()));
         QWidget own; // such as the preferences
         own.resize(300, 200);
+        X11TestHelpers::HelperProcess peer; // takes the focus once shown
         if (otherClient)
-            xdotool({QStringLiteral("windowfocus"), peer.id});
+            QVERIFY(peer.start({QStringLiteral("text-window"), QStringLiteral("peer")}));
         else
             QVERIFY(showActive(&own));
 

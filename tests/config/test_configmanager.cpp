@@ -201,47 +201,43 @@ private slots:
     // the user hears of it once with the file and the reason, and the next good save writes them all.
     void writeFailureKeepsTheOldFile_data()
     {
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<QString>("reason");
-        const QString full = qt_error_string(ENOSPC);
-        QTest::newRow("disk full at a write") << "write" << full;
-        QTest::newRow("disk full at the flush") << "flush" << full;
-        QTest::newRow("i/o error at the close") << "close" << qt_error_string(EIO);
-        QTest::newRow("rename refused") << "rename" << qt_error_string(EACCES);
+        QTest::addColumn<QString>("inTheWay"); // what is put where the settings go; none: a system call fails
+        QTest::addColumn<int>("step");
+        QTest::addColumn<int>("error");
+        QTest::addColumn<QString>("reason"); // the system's text for the error when there is one
+        QTest::newRow("disk full at a write") << QString() << int(WriteStep::Write) << ENOSPC << QString();
+        QTest::newRow("disk full at the flush") << QString() << int(WriteStep::Flush) << ENOSPC << QString();
+        QTest::newRow("i/o error at the close") << QString() << int(WriteStep::Close) << EIO << QString();
+        QTest::newRow("rename refused") << QString() << int(WriteStep::Rename) << EACCES << QString();
         // Root ignores file modes, so these are made with things in the way instead.
-        QTest::newRow("folder where the file goes") << "folder"
-                                                    << "it is a folder, not a file";
-        QTest::newRow("named pipe where the file goes") << "pipe"
-                                                        << "it is a named pipe, not a regular file";
-        QTest::newRow("file where the folder goes") << "file as folder" << QString();
+        QTest::newRow("folder where the file goes") << "folder" << 0 << 0 << "it is a folder, not a file";
+        QTest::newRow("named pipe where the file goes")
+            << "pipe" << 0 << 0 << "it is a named pipe, not a regular file";
+        QTest::newRow("file where the folder goes") << "file as folder" << 0 << 0 << QString();
     }
 
     void writeFailureKeepsTheOldFile()
     {
-        QFETCH(QString, failure);
+        QFETCH(QString, inTheWay);
+        QFETCH(int, step);
+        QFETCH(int, error);
         QFETCH(QString, reason);
+        if (error)
+            reason = qt_error_string(error);
         const QString path = ConfigManager::configFilePath();
         const QString folder = QFileInfo(path).absolutePath();
         config()->setApiKey(QStringLiteral("sk-old"));
         const QByteArray old = readFile();
         QVERIFY(old.contains("sk-old"));
 
-        if (failure == QLatin1String("folder")) {
+        if (inTheWay == QLatin1String("folder"))
             QVERIFY(QFile::remove(path) && QDir().mkpath(path));
-        } else if (failure == QLatin1String("pipe")) {
+        else if (inTheWay == QLatin1String("pipe"))
             QVERIFY(QFile::remove(path) && ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
-        } else if (failure == QLatin1String("file as folder")) {
-            QVERIFY(QDir(folder).removeRecursively());
-            QVERIFY(TestEnv::writeFile(folder, "x"));
-        } else {
-            const WriteStep step = failure == QLatin1String("write")   ? WriteStep::Write
-                                   : failure == QLatin1String("flush") ? WriteStep::Flush
-                                   : failure == QLatin1String("close") ? WriteStep::Close
-                                                                       : WriteStep::Rename;
-            vontrelFailWritesForTesting(step, failure == QLatin1String("close")    ? EIO
-                                              : failure == QLatin1String("rename") ? EACCES
-                                                                                   : ENOSPC);
-        }
+        else if (inTheWay == QLatin1String("file as folder"))
+            QVERIFY(QDir(folder).removeRecursively() && TestEnv::writeFile(folder, "x"));
+        else
+            vontrelFailWritesForTesting(WriteStep(step), error);
         QSignalSpy changed(config(), &ConfigManager::configChanged);
         QSignalSpy notices(config(), &ConfigManager::userNotice);
         config()->setApiKey(QStringLiteral("sk-new"));
@@ -264,7 +260,7 @@ private slots:
 
         // Once the way is clear, the next save writes what the failed ones could not.
         vontrelFailWritesForTesting(WriteStep::Write, 0);
-        if (failure == QLatin1String("file as folder"))
+        if (inTheWay == QLatin1String("file as folder"))
             QVERIFY(QFile::remove(folder));
         else if (QFileInfo(path).isDir())
             QVERIFY(QDir(path).removeRecursively());

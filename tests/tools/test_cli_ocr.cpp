@@ -14,17 +14,14 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        QVERIFY(
-            TextImage::render({QStringLiteral("Open Recent Files"), QStringLiteral("Check for updates")}, 16)
-                .save(m_dir.filePath(QStringLiteral("english.png"))));
-        QVERIFY(TextImage::render({QStringLiteral("偏好设置")}, 18)
-                    .save(m_dir.filePath(QStringLiteral("chinese.png"))));
-        QVERIFY(TextImage::render({}, 30).save(m_dir.filePath(QStringLiteral("blank.png"))));
-        QVERIFY(
-            TestEnv::writeFile(m_dir.filePath(QStringLiteral("notes.png")), "these are notes, not pixels"));
-        QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("shots.png")));
+        QVERIFY(TextImage::render({"Open Recent Files", "Check for updates"}, 16)
+                    .save(m_dir.filePath("english.png")));
+        QVERIFY(TextImage::render({"偏好设置"}, 18).save(m_dir.filePath("chinese.png")));
+        QVERIFY(TextImage::render({}, 30).save(m_dir.filePath("blank.png")));
+        QVERIFY(TestEnv::writeFile(m_dir.filePath("notes.png"), "these are notes, not pixels"));
+        QVERIFY(QDir(m_dir.path()).mkdir("shots.png"));
         // A header that says 30000 x 30000 pixels: readers learn the size before they would allocate it.
-        QVERIFY(TestEnv::writeFile(m_dir.filePath(QStringLiteral("huge.pgm")), "P5\n30000 30000\n255\n"));
+        QVERIFY(TestEnv::writeFile(m_dir.filePath("huge.pgm"), "P5\n30000 30000\n255\n"));
     }
 
     void recognisesEachImage_data()
@@ -34,30 +31,22 @@ private slots:
         QTest::addColumn<QString>("out"); // "%1" stands for the directory, here and in errParts
         QTest::addColumn<QStringList>("errParts");
 
-        const QString english = QStringLiteral("Open Recent Files\nCheck for updates\n");
-        QTest::newRow("one image") << QStringList{QStringLiteral("english.png")} << 0 << english
-                                   << QStringList();
+        const QString english = "Open Recent Files\nCheck for updates\n";
+        QTest::newRow("one image") << QStringList{"english.png"} << 0 << english << QStringList();
         QTest::newRow("several images, headed")
-            << QStringList{QStringLiteral("english.png"), QStringLiteral("blank.png"),
-                           QStringLiteral("chinese.png")}
-            << 0
-            << QStringLiteral("==> %1/english.png <==\n") + english +
-                   QStringLiteral("\n==> %1/blank.png <==\n\n==> %1/chinese.png <==\n偏好设置\n\n")
+            << QStringList{"english.png", "blank.png", "chinese.png"} << 0
+            << "==> %1/english.png <==\n" + english +
+                   "\n==> %1/blank.png <==\n\n==> %1/chinese.png <==\n偏好设置\n\n"
             << QStringList();
         QTest::newRow("unreadable images reported by their reason, the rest done")
-            << QStringList{QStringLiteral("missing.png"), QStringLiteral("chinese.png"),
-                           QStringLiteral("notes.png"), QStringLiteral("shots.png"),
-                           QStringLiteral("huge.pgm")}
-            << 1 << QStringLiteral("==> %1/chinese.png <==\n偏好设置\n\n")
-            << QStringList{QStringLiteral("%1/missing.png: no such file"),
-                           QStringLiteral("%1/notes.png: cannot read the image"),
-                           QStringLiteral("%1/shots.png: is a directory"),
-                           QStringLiteral("%1/huge.pgm: the image is too large (30000 x 30000 pixels")};
+            << QStringList{"missing.png", "chinese.png", "notes.png", "shots.png", "huge.pgm"} << 1
+            << "==> %1/chinese.png <==\n偏好设置\n\n"
+            << QStringList{"%1/missing.png: no such file", "%1/notes.png: cannot read the image",
+                           "%1/shots.png: is a directory",
+                           "%1/huge.pgm: the image is too large (30000 x 30000 pixels"};
         QTest::newRow("--lang without data")
-            << QStringList{QStringLiteral("--lang"), QStringLiteral("xyz"), QStringLiteral("english.png")}
-            << 1 << QString()
-            << QStringList{QStringLiteral(
-                   "vontrel-cli: OCR not available on this system (no language data for 'xyz')\n")};
+            << QStringList{"--lang", "xyz", "english.png"} << 1 << QString()
+            << QStringList{"vontrel-cli: OCR not available on this system (no language data for 'xyz')\n"};
     }
 
     void recognisesEachImage()

@@ -22,7 +22,7 @@ private slots:
             QStringLiteral("You are a professional translator. Your task is to translate the input text into "
                            "German.*");
         QTest::newRow("default prompt is built-in") << 1 << QString() << "Hi  \n" << translate;
-        QTest::newRow("empty prompt uses built-in") << 1 << QString("") << QStringLiteral("x") << translate;
+        QTest::newRow("empty prompt uses built-in") << 1 << QString("") << "x" << translate;
         QTest::newRow("every placeholder replaced")
             << 1 << "To ${target_language}, ${target_language}; ${TARGET_LANGUAGE} %1 ${other}"
             << "%1 ${target_language}"
@@ -46,7 +46,7 @@ private slots:
         if (!systemPrompt.isNull())
             ConfigManager::instance()->setSystemPrompt(systemPrompt);
         ActionService service(nullptr);
-        service.setTargetLanguage(QStringLiteral("German"));
+        service.setTargetLanguage("German");
         const QString prompt = service.buildPrompt(ActionService::ActionType(type), text);
         const QString suffix = instructions.isEmpty() ? QString() : "\n\nInput:\n" + text;
         const qsizetype head = qMax<qsizetype>(0, prompt.size() - suffix.size());
@@ -64,12 +64,12 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("kept");
-        const QString smile = QStringLiteral("\U0001F642");
-        QTest::newRow("fits exactly") << QStringLiteral("abcdefghij") << QStringLiteral("abcdefghij");
-        QTest::newRow("no break near the end")
-            << QStringLiteral("abcdefghijk") << QStringLiteral("abcdefghij");
-        QTest::newRow("character of two units at the limit")
-            << QStringLiteral("abcdefghi") + smile << "abcdefghi";
+        const QString smile = "\U0001F642";
+        QTest::newRow("fits exactly") << "abcdefghij"
+                                      << "abcdefghij";
+        QTest::newRow("no break near the end") << "abcdefghijk"
+                                               << "abcdefghij";
+        QTest::newRow("character of two units at the limit") << "abcdefghi" + smile << "abcdefghi";
         QTest::newRow("after the last line")
             << QString(96, 'a') + "\n" + QString(20, 'b') << QString(96, 'a') + "\n";
         QTest::newRow("after the last word") << QString(99, 'a') + " bb" << QString(99, 'a') + " ";
@@ -129,7 +129,7 @@ private slots:
         client.answer = answer;
         client.error = clientError;
         ActionService service(withClient ? &client : nullptr);
-        service.setTargetLanguage(QStringLiteral("German"));
+        service.setTargetLanguage("German");
         const auto action = ActionService::ActionType(type);
         QCOMPARE(service.executeAction(action, text), error.isEmpty() ? answer : QString());
         QCOMPARE(service.lastError(), error);

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int kWaitMs = 20000;
-const QString kNotConfigured = QStringLiteral("API not configured. Please set API URL and key in config.");
+const QString kNotConfigured = "API not configured. Please set API URL and key in config.";
 
 } // namespace
 
@@ -24,7 +24,7 @@ class TestOpenAIClient final : public QObject
     std::unique_ptr<LoopbackHttpServer> m_server;
 
 private slots:
-    void initTestCase() { QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7")); }
+    void initTestCase() { QCoreApplication::setApplicationVersion("9.8.7"); }
     void init()
     {
         m_server = std::make_unique<LoopbackHttpServer>();
@@ -55,16 +55,16 @@ private slots:
         QFETCH(QByteArray, target);
         QFETCH(QByteArray, body);
         m_server->enqueue(
-            streaming ? ScriptedResponse::sse().send(Sse::stream({QStringLiteral("ok")}))
+            streaming ? ScriptedResponse::sse().send(Sse::stream({"ok"}))
                       : ScriptedResponse::json(200, "{\"choices\":[{\"message\":{\"content\":\"ok\"}}]}"));
-        OpenAIClient client(m_server->baseUrl(base), QStringLiteral("sk-ключ"), QStringLiteral("test-model"));
+        OpenAIClient client(m_server->baseUrl(base), "sk-ключ", "test-model");
         StreamRecorder recorder(&client);
-        const QString prompt = QStringLiteral("Say \"hi\"\nnow");
+        const QString prompt = "Say \"hi\"\nnow";
         if (streaming)
             client.completeStreaming(prompt);
         QCOMPARE(streaming ? (recorder.waitForEnd(), recorder.finished.value(0).value(0).toString())
                            : client.complete(prompt),
-                 QStringLiteral("ok"));
+                 "ok");
         const RecordedRequest request = m_server->requests().value(0);
         QCOMPARE(m_server->requestCount(), 1);
         QCOMPARE(request.method + ' ' + request.target + ' ' + request.version,
@@ -84,9 +84,8 @@ private slots:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<int>("maxPiece");
         QTest::addColumn<QStringList>("chunks");
-        const QStringList utf8{QStringLiteral("Grüße, "), QStringLiteral("你好世界"),
-                               QStringLiteral(" 🙂🚀\n“q”")};
-        const QStringList xy{QStringLiteral("x"), QStringLiteral("y")};
+        const QStringList utf8{"Grüße, ", "你好世界", " 🙂🚀\n“q”"};
+        const QStringList xy{"x", "y"};
         QTest::newRow("utf-8 in 1-byte pieces") << Sse::stream(utf8) << 1 << utf8;
         // The byte order mark an event stream may begin with, itself split between reads.
         QTest::newRow("byte order mark") << ("\xEF\xBB\xBF" + Sse::stream(xy)) << 1 << xy;
@@ -114,9 +113,9 @@ private slots:
         QFETCH(int, maxPiece);
         QFETCH(QStringList, chunks);
         m_server->enqueue(ScriptedResponse::sse().sendInPieces(body, 1, maxPiece, 42));
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
+        OpenAIClient client(m_server->baseUrl(), "k", "m");
         StreamRecorder recorder(&client);
-        client.completeStreaming(QStringLiteral("p"));
+        client.completeStreaming("p");
         QVERIFY(recorder.waitForEnd());
         QCOMPARE(recorder.error(), QString());
         QCOMPARE(recorder.chunkTexts(), chunks);
@@ -128,7 +127,7 @@ private slots:
     {
         QTest::addColumn<QStringList>("urlKeyModel"); // "%1" in the URL: the loopback server's port
         QTest::addColumn<QString>("error");
-        const QString url = QStringLiteral("http://127.0.0.1:%1/v1");
+        const QString url = "http://127.0.0.1:%1/v1";
         const QString badKey = QStringLiteral(
             "The API key contains a line break or another control character. Paste the key again.");
         QTest::newRow("no url") << QStringList{"", "k", "m"} << kNotConfigured;
@@ -151,9 +150,9 @@ private slots:
             urlKeyModel[0].isEmpty() ? QString() : urlKeyModel[0].arg(QUrl(m_server->baseUrl()).port());
         OpenAIClient client(url, urlKeyModel[1], urlKeyModel[2]);
         StreamRecorder recorder(&client);
-        client.completeStreaming(QStringLiteral("p"));
+        client.completeStreaming("p");
         QCOMPARE(recorder.error(), error); // before completeStreaming returned
-        QCOMPARE(client.complete(QStringLiteral("p")), QString());
+        QCOMPARE(client.complete("p"), QString());
         QCOMPARE(client.lastError(), error);
         QCOMPARE(m_server->requestCount(), 0);
     }
@@ -170,20 +169,19 @@ private slots:
     void cancelIsSilent()
     {
         QFETCH(bool, streaming);
-        m_server->setFallback(
-            ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased());
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
-        OpenAIClient later(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
+        m_server->setFallback(ScriptedResponse::sse().send(Sse::delta("Hello")).holdUntilReleased());
+        OpenAIClient client(m_server->baseUrl(), "k", "m");
+        OpenAIClient later(m_server->baseUrl(), "k", "m");
         client.setLimits({100, 60000, 1 << 20});
         later.setLimits({100, 60000, 1 << 20});
         StreamRecorder recorder(&client), laterRecorder(&later);
-        client.completeStreaming(QStringLiteral("p"));
+        client.completeStreaming("p");
         if (streaming)
             QVERIFY(recorder.chunks.wait(kWaitMs));
         client.cancelRequest();
         // A request started after the cancel goes through the same warm-up and then stalls: by its end the
         // cancelled one would have been sent, and its idle limit have fired.
-        later.completeStreaming(QStringLiteral("p"));
+        later.completeStreaming("p");
         QVERIFY(laterRecorder.waitForEnd(kWaitMs) && laterRecorder.errors.size() == 1);
         QCOMPARE(m_server->requestCount(), streaming ? 2 : 1);
         QCOMPARE(recorder.finished.size() + recorder.errors.size(), 0);
@@ -199,26 +197,25 @@ private slots:
                 response.holdUntilReleased();
             return response.send(Sse::stream({word + '2'}));
         });
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
+        OpenAIClient client(m_server->baseUrl(), "k", "m");
         StreamRecorder recorder(&client);
         // Back to back: the first request is never sent.
-        client.completeStreaming(QStringLiteral("first"));
-        client.completeStreaming(QStringLiteral("second"));
+        client.completeStreaming("first");
+        client.completeStreaming("second");
         QVERIFY(recorder.waitForEnd());
-        QCOMPARE(recorder.chunkTexts(), (QStringList{QStringLiteral("second1"), QStringLiteral("second2")}));
+        QCOMPARE(recorder.chunkTexts(), (QStringList{"second1", "second2"}));
         QCOMPARE(m_server->requestCount(), 1);
 
         // While the first streams: its later pieces never arrive.
         StreamRecorder second(&client);
-        client.completeStreaming(QStringLiteral("held"));
+        client.completeStreaming("held");
         QVERIFY(second.chunks.wait(kWaitMs));
-        client.completeStreaming(QStringLiteral("heldnext"));
+        client.completeStreaming("heldnext");
         QTRY_COMPARE_WITH_TIMEOUT(second.chunks.size(), 2, kWaitMs);
         m_server->releaseHeld();
         QVERIFY(second.waitForEnd());
-        QCOMPARE(second.chunkTexts(), (QStringList{QStringLiteral("held1"), QStringLiteral("heldnext1"),
-                                                   QStringLiteral("heldnext2")}));
-        QCOMPARE(second.finished.first().at(0).toString(), QStringLiteral("heldnext1heldnext2"));
+        QCOMPARE(second.chunkTexts(), (QStringList{"held1", "heldnext1", "heldnext2"}));
+        QCOMPARE(second.finished.first().at(0).toString(), "heldnext1heldnext2");
     }
 
     // Answers with status 200; the others, and those a stream may carry instead, are in test_hostileprovider.
@@ -239,9 +236,9 @@ private slots:
         QFETCH(QByteArray, body);
         QFETCH(QString, error);
         m_server->enqueue(ScriptedResponse::json(200, body));
-        OpenAIClient client(m_server->baseUrl(), QStringLiteral("k"), QStringLiteral("m"));
+        OpenAIClient client(m_server->baseUrl(), "k", "m");
         QSignalSpy streamingError(&client, &OpenAIClient::streamingError);
-        QTEST(client.complete(QStringLiteral("p")), "answer");
+        QTEST(client.complete("p"), "answer");
         QVERIFY2(matches(client.lastError(), error), qPrintable(client.lastError()));
         QCOMPARE(streamingError.size(), 0);
     }
@@ -262,7 +259,7 @@ private slots:
     {
         QFETCH(QString, url);
         const WarmUpTarget target = vontrelWarmUpTarget(nullptr, QUrl(url));
-        QCOMPARE(target.host, QStringLiteral("llm.example"));
+        QCOMPARE(target.host, "llm.example");
         QTEST(int(target.port), "port");
     }
 
@@ -303,7 +300,7 @@ private slots:
         parser.feed("event: error\r", &pieces);
         parser.feed("\ndata: {\"message\":\"boom\"}\n", &pieces);
         QVERIFY(parser.failed());
-        QCOMPARE(parser.errorMessage(), QStringLiteral("boom"));
+        QCOMPARE(parser.errorMessage(), "boom");
     }
 
     // A short seeded fuzz (the long run is bench_sse_fuzz; this one runs under ASan too). Well-formed streams

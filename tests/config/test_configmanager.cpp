@@ -40,8 +40,8 @@ private:
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setOrganizationName(QStringLiteral("Vontrel"));
-        QCoreApplication::setApplicationName(QStringLiteral("Vontrel"));
+        QCoreApplication::setOrganizationName("Vontrel");
+        QCoreApplication::setApplicationName("Vontrel");
     }
 
     void init()
@@ -56,8 +56,7 @@ private slots:
     void locationAndNewFileIsPrivate()
     {
         const QString path = ConfigManager::configFilePath();
-        QCOMPARE(path,
-                 qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Vontrel/Vontrel/config.json"));
+        QCOMPARE(path, qEnvironmentVariable("XDG_CONFIG_HOME") + "/Vontrel/Vontrel/config.json");
         // A missing file is not an error and creates nothing.
         QVERIFY(config()->load());
         QVERIFY(!QFile::exists(path));
@@ -80,31 +79,29 @@ private slots:
     void roundTrip()
     {
         QSignalSpy changed(config(), &ConfigManager::configChanged);
-        config()->setApiUrl(QStringLiteral("http://127.0.0.1:9/v1"));
-        config()->setApiKey(QStringLiteral("sk-test"));
-        config()->setModel(QStringLiteral("local-model"));
-        config()->setTargetLanguage(QStringLiteral("Japanese"));
-        config()->setSystemPrompt(QStringLiteral("Translate to ${target_language} ✓"));
+        config()->setApiUrl("http://127.0.0.1:9/v1");
+        config()->setApiKey("sk-test");
+        config()->setModel("local-model");
+        config()->setTargetLanguage("Japanese");
+        config()->setSystemPrompt("Translate to ${target_language} ✓");
         config()->setStartAtLogin(true);
         config()->setPinOverlayByDefault(true);
-        config()->setUiLanguage(QStringLiteral(" zh-CN "));
+        config()->setUiLanguage(" zh-CN ");
         config()->setCaptureHotkey(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_A));
         config()->setClipboardTextHotkey(QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
         QCOMPARE(changed.count(), 10);
 
         // Indented layout with sorted keys, the language trimmed, hotkeys in portable text.
         QVERIFY(readFile().contains("{\n    \"ai\": {\n        \"api_key\": \"sk-test\""));
-        QCOMPARE(readJson().value("general").toObject().value("ui_language").toString(),
-                 QStringLiteral("zh-CN"));
-        QCOMPARE(readJson().value("hotkeys").toObject().value("capture").toString(),
-                 QStringLiteral("Ctrl+Alt+A"));
+        QCOMPARE(readJson().value("general").toObject().value("ui_language").toString(), "zh-CN");
+        QCOMPARE(readJson().value("hotkeys").toObject().value("capture").toString(), "Ctrl+Alt+A");
 
         config()->resetToDefaults();
         QVERIFY(config()->load());
-        QCOMPARE(config()->apiUrl(), QStringLiteral("http://127.0.0.1:9/v1"));
-        QCOMPARE(config()->model(), QStringLiteral("local-model"));
-        QCOMPARE(config()->targetLanguage(), QStringLiteral("Japanese"));
-        QCOMPARE(config()->systemPrompt(), QStringLiteral("Translate to ${target_language} ✓"));
+        QCOMPARE(config()->apiUrl(), "http://127.0.0.1:9/v1");
+        QCOMPARE(config()->model(), "local-model");
+        QCOMPARE(config()->targetLanguage(), "Japanese");
+        QCOMPARE(config()->systemPrompt(), "Translate to ${target_language} ✓");
         QVERIFY(config()->startAtLogin() && config()->pinOverlayByDefault());
         QCOMPARE(config()->captureHotkey(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_A));
         QCOMPARE(config()->clipboardTextHotkey(), QKeySequence(Qt::META | Qt::SHIFT | Qt::Key_2));
@@ -121,22 +118,21 @@ private slots:
         QCOMPARE(config()->apiKey(), QString());
         QCOMPARE(readFile(), broken);
 
-        config()->setModel(QStringLiteral("other"));
+        config()->setModel("other");
         // Start-up loads the file before anything listens; the notice waits for the first listener.
         QCoreApplication::processEvents();
         QSignalSpy notices(config(), &ConfigManager::userNotice);
         const QDir dir = QFileInfo(ConfigManager::configFilePath()).absoluteDir();
-        const QStringList kept =
-            dir.entryList({QStringLiteral("config.json.corrupt-[0-9]*-[0-9]*")}, QDir::Files);
+        const QStringList kept = dir.entryList({"config.json.corrupt-[0-9]*-[0-9]*"}, QDir::Files);
         QCOMPARE(kept.size(), 1);
         QCOMPARE(TestEnv::readFile(dir.filePath(kept.first())), broken);
         // It holds the key: nobody else may read it, whatever mode the broken file had.
         QCOMPARE(QFileInfo(dir.filePath(kept.first())).permissions() & kOthers, QFileDevice::Permissions());
-        QCOMPARE(readJson().value("ai").toObject().value("model").toString(), QStringLiteral("other"));
+        QCOMPARE(readJson().value("ai").toObject().value("model").toString(), "other");
 
         // Only the first save moves the broken file aside, and the user hears of it once, with its name.
-        config()->setModel(QStringLiteral("third"));
-        QCOMPARE(dir.entryList({QStringLiteral("config.json.corrupt-*")}, QDir::Files).size(), 1);
+        config()->setModel("third");
+        QCOMPARE(dir.entryList({"config.json.corrupt-*"}, QDir::Files).size(), 1);
         QTRY_COMPARE(notices.count(), 1);
         QCoreApplication::processEvents();
         QCOMPARE(notices.count(), 1);
@@ -152,20 +148,20 @@ private slots:
             writeFile(R"({"ai": {"model": "hand-edited", "api_key": "sk-from-elsewhere", "temperature": 0.2},
                               "plugins": {"x": [1, 2]}})"));
 
-        config()->setTargetLanguage(QStringLiteral("German"));
+        config()->setTargetLanguage("German");
         const QJsonObject saved = readJson();
         const QJsonObject ai = saved.value("ai").toObject();
-        QCOMPARE(ai.value("model").toString(), QStringLiteral("hand-edited"));
-        QCOMPARE(ai.value("api_key").toString(), QStringLiteral("sk-from-elsewhere"));
-        QCOMPARE(ai.value("target_language").toString(), QStringLiteral("German"));
+        QCOMPARE(ai.value("model").toString(), "hand-edited");
+        QCOMPARE(ai.value("api_key").toString(), "sk-from-elsewhere");
+        QCOMPARE(ai.value("target_language").toString(), "German");
         QCOMPARE(ai.value("temperature").toDouble(), 0.2);
         QCOMPARE(saved.value("plugins").toObject().value("x").toArray().size(), 2);
         // Keys the file lacked are filled in, so the user finds a complete file.
         QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue(QString()));
 
         // What this instance sets wins over the file.
-        config()->setModel(QStringLiteral("set-here"));
-        QCOMPARE(readJson().value("ai").toObject().value("model").toString(), QStringLiteral("set-here"));
+        config()->setModel("set-here");
+        QCOMPARE(readJson().value("ai").toObject().value("model").toString(), "set-here");
     }
 
     void wrongTypesStayInFileUntilSet()
@@ -179,17 +175,17 @@ private slots:
         QVERIFY(!config()->startAtLogin() && config()->captureHotkey().isEmpty());
         QCOMPARE(readFile(), json);
         QTRY_COMPARE(notices.count(), 1);
-        QVERIFY2(notices.first().at(1).toString().contains(
-                     QStringLiteral("ai.model, general.start_at_login, hotkeys.capture")),
-                 qPrintable(notices.first().at(1).toString()));
+        QVERIFY2(
+            notices.first().at(1).toString().contains("ai.model, general.start_at_login, hotkeys.capture"),
+            qPrintable(notices.first().at(1).toString()));
 
-        config()->setApiKey(QStringLiteral("sk-1"));
+        config()->setApiKey("sk-1");
         QJsonObject saved = readJson();
         QCOMPARE(saved.value("ai").toObject().value("model"), QJsonValue(5));
         QCOMPARE(saved.value("general").toObject().value("start_at_login"), QJsonValue("yes"));
         QCOMPARE(saved.value("hotkeys").toObject().value("capture"), QJsonValue("Hyper+Nonsense"));
 
-        config()->setModel(QStringLiteral("m"));
+        config()->setModel("m");
         config()->setCaptureHotkey(QKeySequence(Qt::ALT | Qt::Key_F2));
         saved = readJson();
         QCOMPARE(saved.value("ai").toObject().value("model"), QJsonValue("m"));
@@ -226,7 +222,7 @@ private slots:
             reason = qt_error_string(error);
         const QString path = ConfigManager::configFilePath();
         const QString folder = QFileInfo(path).absolutePath();
-        config()->setApiKey(QStringLiteral("sk-old"));
+        config()->setApiKey("sk-old");
         const QByteArray old = readFile();
         QVERIFY(old.contains("sk-old"));
 
@@ -240,10 +236,10 @@ private slots:
             vontrelFailWritesForTesting(WriteStep(step), error);
         QSignalSpy changed(config(), &ConfigManager::configChanged);
         QSignalSpy notices(config(), &ConfigManager::userNotice);
-        config()->setApiKey(QStringLiteral("sk-new"));
-        config()->setModel(QStringLiteral("m2"));
+        config()->setApiKey("sk-new");
+        config()->setModel("m2");
         QCOMPARE(changed.count(), 2);
-        QCOMPARE(config()->apiKey(), QStringLiteral("sk-new"));
+        QCOMPARE(config()->apiKey(), "sk-new");
         QTRY_COMPARE(notices.count(), 1);
         QCoreApplication::processEvents();
         QCOMPARE(notices.count(), 1);
@@ -253,7 +249,7 @@ private slots:
                  qPrintable(text));
         if (QFileInfo(folder).isDir()) {
             QStringList left = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
-            QCOMPARE(left, QStringList{QStringLiteral("config.json")});
+            QCOMPARE(left, QStringList{"config.json"});
             if (QFileInfo(path).isFile())
                 QCOMPARE(readFile(), old);
         }
@@ -266,11 +262,11 @@ private slots:
             QVERIFY(QDir(path).removeRecursively());
         else if (!QFileInfo(path).isFile())
             QVERIFY(QFile::remove(path));
-        config()->setTargetLanguage(QStringLiteral("French"));
+        config()->setTargetLanguage("French");
         const QJsonObject ai = readJson().value("ai").toObject();
-        QCOMPARE(ai.value("api_key").toString(), QStringLiteral("sk-new"));
-        QCOMPARE(ai.value("model").toString(), QStringLiteral("m2"));
-        QCOMPARE(ai.value("target_language").toString(), QStringLiteral("French"));
+        QCOMPARE(ai.value("api_key").toString(), "sk-new");
+        QCOMPARE(ai.value("model").toString(), "m2");
+        QCOMPARE(ai.value("target_language").toString(), "French");
     }
 
     // Anything but a regular file at the path is refused at once (a pipe would block a plain read for ever),
@@ -281,8 +277,8 @@ private slots:
         QVERIFY(::mkfifo(QFile::encodeName(path).constData(), 0600) == 0);
         QSignalSpy notices(config(), &ConfigManager::userNotice);
         QVERIFY(!config()->load());
-        QCOMPARE(config()->lastError(), QStringLiteral("it is a named pipe, not a regular file"));
-        config()->setApiKey(QStringLiteral("sk-x"));
+        QCOMPARE(config()->lastError(), "it is a named pipe, not a regular file");
+        config()->setApiKey("sk-x");
         QTRY_COMPARE(notices.count(), 1);
         QVERIFY2(notices.first().at(1).toString().contains(path),
                  qPrintable(notices.first().at(1).toString()));
@@ -298,9 +294,12 @@ private slots:
     {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("language");
-        QTest::newRow("Swiss German") << QStringLiteral("de-CH") << QStringLiteral("German");
-        QTest::newRow("Arabic") << QStringLiteral("ar") << QStringLiteral("English");
-        QTest::newRow("Traditional Chinese") << QStringLiteral("zh-TW") << QStringLiteral("Chinese");
+        QTest::newRow("Swiss German") << "de-CH"
+                                      << "German";
+        QTest::newRow("Arabic") << "ar"
+                                << "English";
+        QTest::newRow("Traditional Chinese") << "zh-TW"
+                                             << "Chinese";
     }
 
     void targetLanguageForLocale()

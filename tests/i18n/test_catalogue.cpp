@@ -8,7 +8,7 @@ namespace {
 struct Entry
 {
     QString context, source, translation, type; // type: "", "unfinished", "obsolete" or "vanished"
-    QString key() const { return context + QStringLiteral(": \"") + source + QLatin1Char('"'); }
+    QString key() const { return context + ": \"" + source + QLatin1Char('"'); }
 };
 
 QList<Entry> readCatalogue(const QString &path)
@@ -37,7 +37,7 @@ QList<Entry> readCatalogue(const QString &path)
 
 QSet<QString> placeholders(const QString &text)
 {
-    static const QRegularExpression pattern(QStringLiteral("%(\\d+|n)"));
+    static const QRegularExpression pattern("%(\\d+|n)");
     QSet<QString> found;
     for (const QRegularExpressionMatch &match : pattern.globalMatch(text))
         found.insert(match.captured());
@@ -51,14 +51,14 @@ QSet<QString> placeholders(const QString &text)
 class TestCatalogue : public QObject
 {
     Q_OBJECT
-    const QString m_tsPath = TestEnv::sourceDir() + QStringLiteral("/src/i18n/translations/vontrel_zh_CN.ts");
+    const QString m_tsPath = TestEnv::sourceDir() + "/src/i18n/translations/vontrel_zh_CN.ts";
 
 private slots:
     void everyTextIsTranslatedAndNoneIsStale()
     {
         // Extract the texts of the whole source tree into a copy, exactly as the refresh command does.
         QTemporaryDir dir;
-        const QString copy = dir.filePath(QStringLiteral("vontrel_zh_CN.ts"));
+        const QString copy = dir.filePath("vontrel_zh_CN.ts");
         QVERIFY(QFile::copy(m_tsPath, copy));
         QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
         QProcess lupdate;
@@ -75,22 +75,22 @@ private slots:
         for (const Entry &entry : extracted) {
             current.insert(entry.key());
             if (!entry.type.isEmpty() || entry.translation.isEmpty())
-                problems << QStringLiteral("untranslated: ") + entry.key();
+                problems << "untranslated: " + entry.key();
         }
         for (const Entry &entry : readCatalogue(m_tsPath))
             if (!current.contains(entry.key()))
-                problems << QStringLiteral("stale: ") + entry.key();
+                problems << "stale: " + entry.key();
         QVERIFY2(problems.isEmpty(),
                  qPrintable(QStringLiteral("Refresh with\n  lupdate -locations none -no-obsolete "
                                            "src -ts src/i18n/translations/vontrel_zh_CN.ts\n"
                                            "and translate:\n  ") +
-                            problems.join(QStringLiteral("\n  "))));
+                            problems.join("\n  ")));
     }
 
     void translationsAreConsistentAndCompiledIn()
     {
         QTranslator compiled;
-        QVERIFY(compiled.load(QStringLiteral(":/i18n/vontrel_zh_CN.qm")));
+        QVERIFY(compiled.load(":/i18n/vontrel_zh_CN.qm"));
         QStringList problems;
         const QList<Entry> committed = readCatalogue(m_tsPath);
         QVERIFY(!committed.isEmpty());
@@ -100,11 +100,10 @@ private slots:
             if (placeholders(entry.source) != placeholders(entry.translation) ||
                 entry.source.count(QLatin1Char('<')) != entry.translation.count(QLatin1Char('<')) ||
                 entry.source.startsWith(QLatin1Char('\n')) != entry.translation.startsWith(QLatin1Char('\n')))
-                problems << QStringLiteral("placeholders, markup or leading line break differ: ") +
-                                entry.key();
+                problems << "placeholders, markup or leading line break differ: " + entry.key();
             if (compiled.translate(entry.context.toUtf8().constData(), entry.source.toUtf8().constData()) !=
                 entry.translation)
-                problems << QStringLiteral("compiled catalogue out of date: ") + entry.key();
+                problems << "compiled catalogue out of date: " + entry.key();
         }
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
     }
@@ -138,8 +137,8 @@ private slots:
         const auto effective = [](const char *requested, const QStringList &uiLanguages) {
             return LanguageManager::effectiveLanguageFor(QString::fromLatin1(requested), uiLanguages);
         };
-        QCOMPARE(effective("system", {"zh-Hant-TW", "en-US"}), QStringLiteral("zh-CN"));
-        QCOMPARE(effective("system", {"de-DE", "zh-CN"}), QStringLiteral("en"));
+        QCOMPARE(effective("system", {"zh-Hant-TW", "en-US"}), "zh-CN");
+        QCOMPARE(effective("system", {"de-DE", "zh-CN"}), "en");
     }
 
     void chineseInstallsAndEnglishRemovesTheCatalogue()
@@ -147,10 +146,10 @@ private slots:
         const auto title = [] {
             return QCoreApplication::translate("PreferencesWindow", "Preferences");
         };
-        LanguageManager::instance()->applyLanguage(QStringLiteral("zh-CN"));
+        LanguageManager::instance()->applyLanguage("zh-CN");
         QVERIFY2(title() != QLatin1String("Preferences"), "the embedded catalogue did not load");
-        LanguageManager::instance()->applyLanguage(QStringLiteral("en"));
-        QCOMPARE(title(), QStringLiteral("Preferences"));
+        LanguageManager::instance()->applyLanguage("en");
+        QCOMPARE(title(), "Preferences");
     }
 };
 

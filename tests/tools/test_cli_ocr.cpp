@@ -61,16 +61,14 @@ private slots:
                 argument = m_dir.filePath(argument);
         }
         QProcess cli;
-        cli.start(TestEnv::binaryDir() + QStringLiteral("/tools/cli/vontrel-cli"),
-                  QStringList{QStringLiteral("ocr")} + arguments);
+        cli.start(TestEnv::binaryDir() + "/tools/cli/vontrel-cli", QStringList{"ocr"} + arguments);
         QVERIFY(cli.waitForFinished(120000));
         QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
         const QString err = QString::fromUtf8(cli.readAllStandardError());
-        QCOMPARE(QString::fromUtf8(cli.readAllStandardOutput()),
-                 out.replace(QStringLiteral("%1"), m_dir.path()));
+        QCOMPARE(QString::fromUtf8(cli.readAllStandardOutput()), out.replace("%1", m_dir.path()));
         QCOMPARE(cli.exitCode(), status);
         for (QString &part : errParts)
-            QVERIFY2(err.contains(part.replace(QStringLiteral("%1"), m_dir.path())), qPrintable(err));
+            QVERIFY2(err.contains(part.replace("%1", m_dir.path())), qPrintable(err));
         QVERIFY2(!errParts.isEmpty() || err.isEmpty(), qPrintable(err));
     }
 

@@ -41,8 +41,8 @@ class TestCliTranslate final : public QObject
     void start(const QStringList &arguments, const QByteArray &input = QByteArray())
     {
         m_process = std::make_unique<QProcess>();
-        m_process->start(TestEnv::binaryDir() + QStringLiteral("/tools/cli/vontrel-cli"),
-                         QStringList{QStringLiteral("translate")} + arguments);
+        m_process->start(TestEnv::binaryDir() + "/tools/cli/vontrel-cli",
+                         QStringList{"translate"} + arguments);
         QVERIFY(m_process->waitForStarted());
         m_process->write(input);
         m_process->closeWriteChannel();
@@ -56,18 +56,16 @@ class TestCliTranslate final : public QObject
     }
     void writeConfig(QJsonObject ai = {})
     {
-        ai.insert(QStringLiteral("api_url"), m_server->baseUrl());
-        ai.insert(QStringLiteral("api_key"),
-                  ai.value(QLatin1String("api_key")).toString(QStringLiteral("k")));
-        QVERIFY(TestEnv::writeFile(m_configPath,
-                                   QJsonDocument(QJsonObject{{QStringLiteral("ai"), ai}}).toJson()));
+        ai.insert("api_url", m_server->baseUrl());
+        ai.insert("api_key", ai.value(QLatin1String("api_key")).toString("k"));
+        QVERIFY(TestEnv::writeFile(m_configPath, QJsonDocument(QJsonObject{{"ai", ai}}).toJson()));
     }
 
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setApplicationName(QStringLiteral("Vontrel"));
-        QCoreApplication::setOrganizationName(QStringLiteral("Vontrel"));
+        QCoreApplication::setApplicationName("Vontrel");
+        QCoreApplication::setOrganizationName("Vontrel");
         m_configPath = ConfigManager::configFilePath();
     }
     void init()
@@ -76,7 +74,7 @@ private slots:
         m_server = std::make_unique<LoopbackHttpServer>();
         QVERIFY(m_server->listen());
         // Any request no test scripted gets a short answer.
-        m_server->setFallback(ScriptedResponse::sse().send(Sse::stream({QStringLiteral("x")})));
+        m_server->setFallback(ScriptedResponse::sse().send(Sse::stream({"x"})));
     }
     void cleanup()
     {
@@ -86,20 +84,18 @@ private slots:
 
     void streamsAnswerAsItArrives()
     {
-        writeConfig({{QStringLiteral("api_key"), QStringLiteral("sk-config")},
-                     {QStringLiteral("model"), QStringLiteral("config-model")},
-                     {QStringLiteral("target_language"), QStringLiteral("German")}});
+        writeConfig({{"api_key", "sk-config"}, {"model", "config-model"}, {"target_language", "German"}});
         m_server->enqueue(ScriptedResponse::sse()
-                              .send(Sse::delta(QStringLiteral("Guten")))
+                              .send(Sse::delta("Guten"))
                               .holdUntilReleased()
-                              .send(Sse::stream({QStringLiteral(" Morgen, Grüße 🙂")})));
-        start({QStringLiteral("Good"), QStringLiteral("morning")});
+                              .send(Sse::stream({" Morgen, Grüße 🙂"})));
+        start({"Good", "morning"});
         // The first piece reaches standard output while the service still holds back the rest.
         QByteArray out;
         QTRY_VERIFY_WITH_TIMEOUT((out += m_process->readAllStandardOutput()) == "Guten", kWaitMs);
         m_server->releaseHeld();
         const CliResult result = finish();
-        QCOMPARE(QString::fromUtf8(out + result.out), QStringLiteral("Guten Morgen, Grüße 🙂\n"));
+        QCOMPARE(QString::fromUtf8(out + result.out), "Guten Morgen, Grüße 🙂\n");
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.exitCode, 0);
 
@@ -112,13 +108,12 @@ private slots:
 
     void optionsOverrideWithoutSaving()
     {
-        const QString promptFile = QDir::temp().filePath(QStringLiteral("prompt.txt"));
+        const QString promptFile = QDir::temp().filePath("prompt.txt");
         QVERIFY(TestEnv::writeFile(promptFile, "Render in ${target_language}, keep %1.\n"));
         // "-" reads the text from standard input, kept as it came.
         const QByteArray input = QStringLiteral("  Zeile eins\nZeile zwei – ß\n").toUtf8();
-        start({"--api-url", m_server->baseUrl(QStringLiteral("/custom/")), "--api-key", "sk-option",
-               "--model", "option-model", "--target", "Brazilian Portuguese", "--prompt-file", promptFile,
-               "-"},
+        start({"--api-url", m_server->baseUrl("/custom/"), "--api-key", "sk-option", "--model",
+               "option-model", "--target", "Brazilian Portuguese", "--prompt-file", promptFile, "-"},
               input);
         const CliResult result = finish();
         QCOMPARE(result.err, QByteArray());
@@ -147,7 +142,7 @@ private slots:
         const QString prompt = promptOf(m_server->requests().value(0));
         const QString sent = prompt.mid(prompt.indexOf(QLatin1String("\n\nInput:\n")) + 9);
         QVERIFY(sent.size() <= kVontrelMaxInputChars && sent.size() > kVontrelMaxInputChars - 17);
-        QVERIFY(sent.endsWith(QStringLiteral("Grüßen\n")) && QString::fromUtf8(input).startsWith(sent));
+        QVERIFY(sent.endsWith("Grüßen\n") && QString::fromUtf8(input).startsWith(sent));
         QCOMPARE(
             QString::fromUtf8(result.err),
             QStringLiteral("vontrel-cli: the text has %1 characters; only the first %2 are sent (the limit "
@@ -187,7 +182,7 @@ private slots:
         const QList<ScriptedResponse> none;
         QTest::newRow("stalls after the first piece")
             << QStringList{"--timeout", "0.5", "hi"} << true
-            << QList{ScriptedResponse::sse().send(Sse::delta(QStringLiteral("Hello"))).holdUntilReleased()}
+            << QList{ScriptedResponse::sse().send(Sse::delta("Hello")).holdUntilReleased()}
             << QByteArray("Hello\n") << 1
             << "The provider sent nothing for 0.5 seconds; the answer is incomplete.";
         QTest::newRow("blocking call stalls")

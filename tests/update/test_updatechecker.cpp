@@ -22,7 +22,7 @@ class TestUpdateChecker : public QObject
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setApplicationVersion(QStringLiteral("1.9.3"));
+        QCoreApplication::setApplicationVersion("1.9.3");
         QVERIFY(m_server.listen());
         m_checker->setServiceUrl(QUrl(m_server.baseUrl(QString())));
     }
@@ -68,13 +68,13 @@ private slots:
 
     void requestCarriesPlatformChannelAndVersion()
     {
-        QCoreApplication::setApplicationVersion(QStringLiteral("1.9.3+local build"));
+        QCoreApplication::setApplicationVersion("1.9.3+local build");
         m_server.enqueue(ScriptedResponse::json(200, answer("\"2\"")));
         QSignalSpy succeeded(m_checker, &UpdateChecker::checkSucceeded);
         m_checker->checkNow();
         QVERIFY(succeeded.wait(20000));
-        QCoreApplication::setApplicationVersion(QStringLiteral("1.9.3"));
-        QCOMPARE(succeeded.at(0).at(2).toUrl(), QUrl(QStringLiteral("https://e.test/v2")));
+        QCoreApplication::setApplicationVersion("1.9.3");
+        QCOMPARE(succeeded.at(0).at(2).toUrl(), QUrl("https://e.test/v2"));
 
         const RecordedRequest request = m_server.requests().last();
         QCOMPARE(request.method + ' ' + request.path(), QByteArray("GET /api/v1/updates/latest"));
@@ -96,10 +96,10 @@ private slots:
         m_checker->checkNow();
         m_checker->checkNow();
         QCOMPARE(failed.count(), 1);
-        QCOMPARE(failed.at(0).at(0).toString(), QStringLiteral("Update check already in progress"));
+        QCOMPARE(failed.at(0).at(0).toString(), "Update check already in progress");
         QVERIFY(failed.wait(20000) && !m_checker->isBusy());
         QCOMPARE(failed.at(1).at(0).toString(),
-                 QStringLiteral("Update check failed: the server did not answer in time (1 s)"));
+                 "Update check failed: the server did not answer in time (1 s)");
 
         // The abandoned request stays silent and the next check works normally.
         m_server.releaseHeld();

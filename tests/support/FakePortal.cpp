@@ -51,21 +51,6 @@ FakePortal::~FakePortal()
     QDBusConnection::disconnectFromBus(QStringLiteral("vontrel-fake-portal"));
 }
 
-QString FakePortal::introspect(const QString &path) const
-{
-    if (path != kPath)
-        return {};
-    QString xml;
-    for (const auto &[name, present] :
-         {std::pair(kShortcuts, m_globalShortcuts), std::pair(kScreenshot, m_screenshotInterface)}) {
-        if (present)
-            xml += QStringLiteral("<interface name=\"%1\"><property name=\"version\" type=\"u\" "
-                                  "access=\"read\"/></interface>")
-                       .arg(name);
-    }
-    return xml;
-}
-
 QString FakePortal::senderPart(const QDBusMessage &message) const
 {
     return message.service().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));

@@ -5,6 +5,9 @@
 //   key KEYSYM      presses and releases the key (hexadecimal X keysym: ff0d is Return, ff09 Tab)
 //   move X Y        moves the pointer to (X, Y) in stage coordinates
 //   press, release  the left button
+//   hold            keeps the session, and with it the seat's keyboard and pointer, until the script is ended:
+//                   a headless shell's seat has no keyboard of its own, and without one no client gets the
+//                   keyboard focus, nor the clipboard that comes with it
 //
 // Absolute motion needs a screen-cast stream; relative motion does not, so a move first pushes the pointer
 // into the top left corner, where it stops, and then moves it by (X, Y).
@@ -37,6 +40,8 @@ while (args.length > 0) {
         const y = Number(args.shift());
         send('NotifyPointerMotionRelative', new GLib.Variant('(dd)', [-100000, -100000]));
         send('NotifyPointerMotionRelative', new GLib.Variant('(dd)', [x, y]));
+    } else if (command === 'hold') {
+        new GLib.MainLoop(null, false).run();
     } else if (command === 'press' || command === 'release') {
         send('NotifyPointerButton', new GLib.Variant('(ib)', [leftButton, command === 'press']));
     } else {

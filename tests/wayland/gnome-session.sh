@@ -35,7 +35,10 @@ mkdir -p "$sandbox/home" "$sandbox/runtime" "$sandbox/tmp"
 chmod 700 "$sandbox/runtime"
 export HOME="$sandbox/home" XDG_RUNTIME_DIR="$sandbox/runtime" TMPDIR="$sandbox/tmp"
 export XDG_CONFIG_HOME="$HOME/.config" XDG_DATA_HOME="$HOME/.local/share" XDG_CACHE_HOME="$HOME/.cache"
-export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland GSETTINGS_BACKEND=memory
+export XDG_CURRENT_DESKTOP=GNOME XDG_SESSION_TYPE=wayland GSETTINGS_BACKEND=keyfile
+# gnome-input.js moves the pointer through the top left corner, which must not open the activities overview.
+mkdir -p "$XDG_CONFIG_HOME/glib-2.0/settings"
+printf '[org/gnome/desktop/interface]\nenable-hot-corners=false\n' >"$XDG_CONFIG_HOME/glib-2.0/settings/keyfile"
 unset DISPLAY WAYLAND_DISPLAY
 
 start_bus() { # type address-file; prints the address
@@ -85,6 +88,9 @@ export WAYLAND_DISPLAY QT_QPA_PLATFORM=wayland
 dbus-update-activation-environment WAYLAND_DISPLAY XDG_CURRENT_DESKTOP XDG_SESSION_TYPE XDG_RUNTIME_DIR HOME \
     XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME GSETTINGS_BACKEND DBUS_SYSTEM_BUS_ADDRESS TMPDIR
 export VONTREL_GNOME_INPUT="$here/gnome-input.js" VONTREL_GNOME_SANDBOX="$sandbox"
-# The shell starts in the activities overview, as after a login; Escape leaves it for the plain desktop.
-gjs "$here/gnome-input.js" key ff1b
+# The shell starts in the activities overview, as after a login; Escape leaves it for the plain desktop. The
+# input session stays for the session's life: its keyboard gives the seat one, as on a real desktop, without
+# which no client gets the keyboard focus or the clipboard.
+gjs "$here/gnome-input.js" key ff1b move 640 400 hold &
+pids="$! $pids"
 "$@"

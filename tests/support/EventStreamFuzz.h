@@ -127,15 +127,11 @@ struct Outcome
 inline Outcome parse(const QList<QByteArrayView> &reads)
 {
     EventStreamParser parser;
-    Outcome outcome;
+    QStringList pieces;
     for (const QByteArrayView read : reads)
-        parser.feed(read, &outcome.pieces);
-    outcome.failed = parser.failed();
-    outcome.error = parser.errorMessage();
-    outcome.sawData = parser.sawData();
-    outcome.sawEnd = parser.sawEnd();
-    outcome.incomplete = parser.hasIncompleteLine();
-    return outcome;
+        parser.feed(read, &pieces);
+    return {pieces,           parser.failed(), parser.errorMessage(),
+            parser.sawData(), parser.sawEnd(), parser.hasIncompleteLine()};
 }
 
 } // namespace EventStreamFuzz

@@ -8,11 +8,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -267,6 +270,46 @@ private slots:
         QCOMPARE(ai.value("api_key").toString(), "sk-new");
         QCOMPARE(ai.value("model").toString(), "m2");
         QCOMPARE(ai.value("target_language").toString(), "French");
+    }
+
+    // The same on a real file system that is full, where the write itself fails (root only: it mounts one).
+    void fullDiskKeepsTheOldFile()
+    {
+        if (::geteuid() != 0)
+            QSKIP("mounting a small file system needs root");
+        QTemporaryDir mountPoint;
+        QProcess mount;
+        mount.start(QStringLiteral("mount"),
+                    {"-t", "tmpfs", "-o", "size=64k,mode=0700", "tmpfs", mountPoint.path()});
+        if (!mount.waitForFinished(20000) || mount.exitCode() != 0)
+            QSKIP(qPrintable(QStringLiteral("cannot mount a tmpfs here: ") + mount.readAllStandardError()));
+        const QByteArray home = qgetenv("XDG_CONFIG_HOME");
+        const auto restore = qScopeGuard([&] {
+            qputenv("XDG_CONFIG_HOME", home);
+            QProcess::execute(QStringLiteral("umount"), {mountPoint.path()});
+        });
+        qputenv("XDG_CONFIG_HOME", mountPoint.path().toUtf8());
+
+        config()->setApiKey(QStringLiteral("sk-precious"));
+        const QByteArray old = readFile();
+        QVERIFY(old.contains("sk-precious"));
+        // Fill what is left, so that not even a small settings file fits.
+        QFile filler(mountPoint.filePath(QStringLiteral("filler")));
+        QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        const QByteArray block(1024, 'x');
+        while (filler.write(block) == block.size()) {
+        }
+        filler.close();
+
+        QSignalSpy notices(config(), &ConfigManager::userNotice);
+        config()->setSystemPrompt(QString(2000, QLatin1Char('p')));
+        QCOMPARE(readFile(), old);
+        QCOMPARE(config()->systemPrompt().size(), 2000);
+        QTRY_COMPARE(notices.count(), 1);
+        QVERIFY(notices.first().at(1).toString().contains(qt_error_string(ENOSPC)));
+        const QStringList left = QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath())
+                                     .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+        QCOMPARE(left, QStringList{QStringLiteral("config.json")});
     }
 
     // Anything but a regular file at the path is refused at once (a pipe would block a plain read for ever),

@@ -13,8 +13,9 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 
-// Idle, total and body limits small enough that every case ends in well under a second.
-const OpenAIClient::Limits kLimits{300, 5000, 256 * 1024};
+// An idle limit short enough for the stalling cases to end soon, yet far above what a loaded machine takes
+// between a loopback server's writes; a total limit no case should reach; a small body limit.
+const OpenAIClient::Limits kLimits{1500, 15000, 256 * 1024};
 
 const QString kCutOff = "The connection was closed in the middle of the answer; the answer is incomplete.";
 const QString kTooMuch = "The provider sent more than 0.25 MiB; the answer was stopped there.";
@@ -78,8 +79,8 @@ private slots:
         QTest::addColumn<QString>("text"); // shown before the end; "Prefix*" for a prefix
         QTest::addColumn<QString>("error");
         const QByteArray hello = Sse::delta("Hello");
-        const QString noAnswer = "The provider did not answer within 0.3 seconds.";
-        const QString stalled = "The provider sent nothing for 0.3 seconds; the answer is incomplete.";
+        const QString noAnswer = "The provider did not answer within 1.5 seconds.";
+        const QString stalled = "The provider sent nothing for 1.5 seconds; the answer is incomplete.";
 
         QTest::newRow("accepts and says nothing") << ScriptedResponse::silent() << "" << noAnswer;
         QTest::newRow("stalls after the first piece")

@@ -163,7 +163,7 @@ private slots:
 
         FakeView *second = press();
         QVERIFY(second && second != first);
-        QTRY_VERIFY(first.isNull());
+        QTRY_VERIFY_WITH_TIMEOUT(first.isNull(), kBound);
         QCOMPARE(second->source, QStringLiteral("the selection"));
         QCOMPARE(clipboardFormats(), before);
 
@@ -313,7 +313,7 @@ private slots:
             QVERIFY(first->stopped && !first->processing);
         } else {
             first->close();
-            QTRY_VERIFY(first.isNull());
+            QTRY_VERIFY_WITH_TIMEOUT(first.isNull(), kBound);
         }
         if (stage == QLatin1String("recognising"))
             m_ocr->release(40);
@@ -516,7 +516,7 @@ private slots:
         QVERIFY(window);
         QTRY_COMPARE_WITH_TIMEOUT(window->result, QStringLiteral("partial"), kBound);
         window->close();
-        QTRY_VERIFY(window.isNull());
+        QTRY_VERIFY_WITH_TIMEOUT(window.isNull(), kBound);
         QCOMPARE(m_rig->controller->runningRequestCount(), 0);
         QCOMPARE(m_rig->controller->state(), SessionController::Idle);
 

@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 Q_DECLARE_METATYPE(CommandLineAction)
 
 class TestCommandLine : public QObject
@@ -15,28 +17,25 @@ private slots:
         QTest::addColumn<int>("exitCode"); // -1: the program runs
         QTest::addColumn<CommandLineAction>("action");
         QTest::addColumn<QString>("error");
+        using Action = CommandLineAction;
+        const auto row = [](const char *name, const char *arguments, int exitCode, Action action,
+                            const char *error = "") {
+            QTest::newRow(name) << QString::fromUtf8(arguments).split(u' ', Qt::SkipEmptyParts) << exitCode
+                                << action << QString::fromUtf8(error);
+        };
         const auto run = -1;
-        QTest::newRow("nothing") << QStringList() << run << CommandLineAction::None << QString();
-        QTest::newRow("capture") << QStringList{"--capture"} << run << CommandLineAction::Capture
-                                 << QString();
-        QTest::newRow("selection, twice")
-            << QStringList{"--selection", "--selection"} << run << CommandLineAction::Selection << QString();
+        row("nothing", "", run, Action::None);
+        row("capture", "--capture", run, Action::Capture);
+        row("selection, twice", "--selection --selection", run, Action::Selection);
         // Qt's own options belong to QApplication, values included.
-        QTest::newRow("qt options") << QStringList{"-platform", "offscreen", "--capture",
-                                                   "--style",   "Fusion",    "-reverse"}
-                                    << run << CommandLineAction::Capture << QString();
-        QTest::newRow("help wins over an action")
-            << QStringList{"--capture", "-h"} << 0 << CommandLineAction::None << QString();
-        QTest::newRow("both actions")
-            << QStringList{"--capture", "--selection"} << 2 << CommandLineAction::None
-            << QStringLiteral("--capture and --selection cannot be combined");
-        QTest::newRow("unknown option") << QStringList{"--captrue"} << 2 << CommandLineAction::None
-                                        << QStringLiteral("unknown option '--captrue'");
-        QTest::newRow("stray argument") << QStringList{"picture.png"} << 2 << CommandLineAction::None
-                                        << QStringLiteral("unexpected argument 'picture.png'");
-        QTest::newRow("qt option without its value")
-            << QStringList{"--capture", "-platform"} << 2 << CommandLineAction::None
-            << QStringLiteral("option '-platform' needs a value");
+        row("qt options", "-platform offscreen --capture --style Fusion -reverse", run, Action::Capture);
+        row("help wins over an action", "--capture -h", 0, Action::None);
+        row("both actions", "--capture --selection", 2, Action::None,
+            "--capture and --selection cannot be combined");
+        row("unknown option", "--captrue", 2, Action::None, "unknown option '--captrue'");
+        row("stray argument", "picture.png", 2, Action::None, "unexpected argument 'picture.png'");
+        row("qt option without its value", "--capture -platform", 2, Action::None,
+            "option '-platform' needs a value");
     }
 
     void parse()
@@ -45,7 +44,7 @@ private slots:
         QFETCH(int, exitCode);
         QFETCH(CommandLineAction, action);
         QFETCH(QString, error);
-        arguments.prepend(QStringLiteral("/usr/bin/vontrel"));
+        arguments.prepend(u"/usr/bin/vontrel"_s);
         const CommandLine line = CommandLine::parse(arguments);
         QCOMPARE(line.exitNow, exitCode >= 0);
         QCOMPARE(line.action, action);
@@ -55,8 +54,7 @@ private slots:
         if (error.isEmpty()) {
             QVERIFY(line.error.isEmpty());
         } else {
-            QCOMPARE(line.error,
-                     QStringLiteral("vontrel: %1\nTry 'vontrel --help' for more information.\n").arg(error));
+            QCOMPARE(line.error, u"vontrel: %1\nTry 'vontrel --help' for more information.\n"_s.arg(error));
             QVERIFY(line.output.isEmpty());
         }
     }

@@ -20,8 +20,11 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMenu>
+#include <QRegularExpression>
 #include <QSystemTrayIcon>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -58,44 +61,38 @@ public:
         QString body;
         QVariantMap hints;
     };
+    QList<Notification> received;
+    QStringList summaries; // those of `received`
 
     explicit NotificationRecorder(const QString &address)
-        : m_bus(QDBusConnection::connectToBus(address, QStringLiteral("vontrel-notification-recorder")))
+        : m_bus(QDBusConnection::connectToBus(address, u"vontrel-notification-recorder"_s))
     {
-        m_running = m_bus.registerObject(QStringLiteral("/org/freedesktop/Notifications"), this,
+        m_running = m_bus.registerObject(u"/org/freedesktop/Notifications"_s, this,
                                          QDBusConnection::ExportScriptableSlots) &&
-                    m_bus.registerService(QStringLiteral("org.freedesktop.Notifications"));
+                    m_bus.registerService(u"org.freedesktop.Notifications"_s);
     }
     ~NotificationRecorder() override
     {
-        m_bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
-        m_bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
-        QDBusConnection::disconnectFromBus(QStringLiteral("vontrel-notification-recorder"));
+        m_bus.unregisterService(u"org.freedesktop.Notifications"_s);
+        m_bus.unregisterObject(u"/org/freedesktop/Notifications"_s);
+        QDBusConnection::disconnectFromBus(u"vontrel-notification-recorder"_s);
     }
 
     bool isRunning() const { return m_running; }
-    QList<Notification> received() const { return m_received; }
-    QStringList summaries() const
-    {
-        QStringList list;
-        for (const Notification &n : m_received)
-            list << n.summary;
-        return list;
-    }
 
 public slots:
     Q_SCRIPTABLE uint Notify(const QString &appName, uint, const QString &icon, const QString &summary,
                              const QString &body, const QStringList &, const QVariantMap &hints, int)
     {
-        m_received.append({appName, icon, summary, body, hints});
-        return uint(m_received.size());
+        received.append({appName, icon, summary, body, hints});
+        summaries << summary;
+        return uint(received.size());
     }
-    Q_SCRIPTABLE QStringList GetCapabilities() { return {QStringLiteral("body")}; }
+    Q_SCRIPTABLE QStringList GetCapabilities() { return {u"body"_s}; }
 
 private:
     QDBusConnection m_bus;
     bool m_running = false;
-    QList<Notification> m_received;
 };
 
 class TestNoTray : public QObject
@@ -106,10 +103,10 @@ private slots:
     void initTestCase()
     {
         QVERIFY2(!kBus.isEmpty(), "run-test.sh starts a private bus for tests labelled dbus");
-        QApplication::setApplicationName(QStringLiteral("Vontrel"));
-        QApplication::setOrganizationName(QStringLiteral("Vontrel"));
-        QGuiApplication::setDesktopFileName(QStringLiteral("app.vontrel.Vontrel"));
-        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
+        QApplication::setApplicationName(u"Vontrel"_s);
+        QApplication::setOrganizationName(u"Vontrel"_s);
+        QGuiApplication::setDesktopFileName(u"app.vontrel.Vontrel"_s);
+        UpdateChecker::instance()->setServiceUrl(QUrl(u"http://127.0.0.1:1"_s));
         qputenv("XDG_CURRENT_DESKTOP", "sway");
         QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
     }
@@ -118,7 +115,7 @@ private slots:
     {
         QDir(QFileInfo(ConfigManager::configFilePath()).absolutePath()).removeRecursively();
         ConfigManager::instance()->resetToDefaults();
-        ConfigManager::instance()->setApiKey(QStringLiteral("sk-test"));
+        ConfigManager::instance()->setApiKey(u"sk-test"_s);
     }
 
     void hotkeyOutcomeReachesTheUser_data()
@@ -128,13 +125,12 @@ private slots:
         QTest::addColumn<QString>("reason"); // empty: the hotkeys work
         QTest::newRow("no shortcuts portal")
             << false << false
-            << QStringLiteral(
-                   "This desktop's portal has no org.freedesktop.portal.GlobalShortcuts interface, so "
-                   "global hotkeys are off.");
+            << u"This desktop's portal has no org.freedesktop.portal.GlobalShortcuts interface, so "
+               "global hotkeys are off."_s;
         QTest::newRow("portal binds nothing")
             << true << true
-            << QStringLiteral("The desktop's shortcuts portal accepted the global hotkeys but bound none of "
-                              "them, so they are off.");
+            << u"The desktop's shortcuts portal accepted the global hotkeys but bound none of "
+               "them, so they are off."_s;
         QTest::newRow("granted") << true << false << QString();
     }
 
@@ -155,22 +151,17 @@ private slots:
         app.setInteractive(false);
         app.setHotkeyBackendForTesting(std::make_unique<PortalHotkeyBackend>(QDBusConnection::sessionBus()));
         app.start();
-        const bool answered = QTest::qWaitFor(
-            [&] {
-                return g_log.filter(QStringLiteral("Hotkey registration (startup): ok = false")).size() +
-                           g_log.filter(QStringLiteral("the desktop granted the hotkeys")).size() >
-                       0;
-            },
-            30000);
+        const QRegularExpression answer(u"\\(startup\\): ok = false|the desktop granted the hotkeys"_s);
+        const bool answered = QTest::qWaitFor([&] { return !g_log.filter(answer).isEmpty(); }, 30000);
         qInstallMessageHandler(previous);
-        QVERIFY2(answered, qPrintable(g_log.join(QLatin1Char('\n'))));
+        QVERIFY2(answered, qPrintable(g_log.join(u'\n')));
 
         // Until the portal has answered, the log does not claim the hotkeys work.
-        const QStringList registration = g_log.filter(QStringLiteral("Hotkey registration (startup)"));
+        const QStringList registration = g_log.filter(u"Hotkey registration (startup)"_s);
         QCOMPARE(registration.size(), 2);
-        QVERIFY2(registration.at(0).contains(QStringLiteral("ok = awaiting the desktop's answer")),
+        QVERIFY2(registration.at(0).contains(u"ok = awaiting the desktop's answer"_s),
                  qPrintable(registration.at(0)));
-        QVERIFY(g_log.filter(QStringLiteral("ok = true")).isEmpty());
+        QVERIFY(g_log.filter(u"ok = true"_s).isEmpty());
 
         QMenu *menu = app.trayMenu();
         HotkeysPage *page = app.preferencesWindow()->hotkeysPage();
@@ -179,30 +170,27 @@ private slots:
             QVERIFY(!app.captureAction()->shortcut().isEmpty());
             QVERIFY(page->hotkeysOffText().isEmpty());
             QTest::qWait(200);
-            QVERIFY(notifications.received().isEmpty());
+            QVERIFY(notifications.received.isEmpty());
             return;
         }
 
         // With no tray to show a balloon, the desktop's notification service says it.
-        QTRY_COMPARE(notifications.summaries(), QStringList{QStringLiteral("Global Hotkeys Unavailable")});
-        const NotificationRecorder::Notification told = notifications.received().first();
-        QCOMPARE(told.appName, QStringLiteral("Vontrel"));
-        QCOMPARE(told.icon, QStringLiteral("app.vontrel.Vontrel"));
-        QCOMPARE(told.hints.value(QStringLiteral("desktop-entry")).toString(),
-                 QStringLiteral("app.vontrel.Vontrel"));
-        QVERIFY2(told.body.startsWith(QStringLiteral("Global hotkeys are off: ") + reason),
-                 qPrintable(told.body));
+        QTRY_COMPARE(notifications.summaries, QStringList{u"Global Hotkeys Unavailable"_s});
+        const NotificationRecorder::Notification told = notifications.received.first();
+        QCOMPARE(told.appName, u"Vontrel"_s);
+        QCOMPARE(told.icon, u"app.vontrel.Vontrel"_s);
+        QCOMPARE(told.hints.value(u"desktop-entry"_s).toString(), u"app.vontrel.Vontrel"_s);
+        QVERIFY2(told.body.startsWith(u"Global hotkeys are off: "_s + reason), qPrintable(told.body));
         for (const char *expected :
              {"vontrel --capture", "vontrel --selection", "bindsym $mod+Shift+1 exec", "start Vontrel again"})
             QVERIFY2(told.body.contains(QLatin1String(expected)), expected);
         // On sway the advice is sway's alone.
-        QVERIFY(!told.body.contains(QLatin1String("GNOME")));
+        QVERIFY(!told.body.contains("GNOME"_L1));
 
         QCOMPARE(page->hotkeysOffText(), told.body);
         QVERIFY(menu->actions().first()->isVisible());
         // The menu entry is cut to a readable width; its tool tip has the whole reason.
-        QVERIFY(
-            menu->actions().first()->text().startsWith(QStringLiteral("Hotkeys off: ") + reason.left(60)));
+        QVERIFY(menu->actions().first()->text().startsWith(u"Hotkeys off: "_s + reason.left(60)));
         QCOMPARE(menu->actions().first()->toolTip(), reason);
         QVERIFY(app.captureAction()->shortcut().isEmpty());
         QVERIFY(app.clipboardTextAction()->shortcut().isEmpty());
@@ -218,15 +206,14 @@ private slots:
         VontrelApp app;
         startOnWayland(app);
 
-        InstanceRequest capture;
-        capture.action = InstanceRequest::Capture;
+        const InstanceRequest capture{InstanceRequest::Capture, {}, {}};
         app.handleRequest(capture);
         QTRY_COMPARE(portal.screenshotCount(), 1);
-        QTRY_VERIFY_WITH_TIMEOUT(
-            notifications.summaries().contains(QStringLiteral("Waiting for Screenshot Permission")), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(notifications.summaries.contains(u"Waiting for Screenshot Permission"_s),
+                                 30000);
 
         app.handleRequest(capture);
-        QTRY_VERIFY(notifications.summaries().contains(QStringLiteral("Screenshot Pending")));
+        QTRY_VERIFY(notifications.summaries.contains(u"Screenshot Pending"_s));
         QCOMPARE(portal.screenshotCount(), 1);
     }
 
@@ -236,23 +223,21 @@ private slots:
     {
         NotificationRecorder notifications(kBus);
         FakePortal portal(kBus);
-        portal.setStoredScreenshotPermission(QString(), QStringLiteral("no"));
+        portal.setStoredScreenshotPermission(QString(), u"no"_s);
         portal.setScreenshot(QImage(64, 64, QImage::Format_RGB32));
         VontrelApp app;
         startOnWayland(app);
         app.notifier()->setNextAnswer(true);
 
-        InstanceRequest capture;
-        capture.action = InstanceRequest::Capture;
+        const InstanceRequest capture{InstanceRequest::Capture, {}, {}};
         app.handleRequest(capture);
-        QTRY_VERIFY(app.shownMessages().filter(QStringLiteral("Screenshots Refused")).size() == 1);
+        QTRY_VERIFY(app.shownMessages().filter(u"Screenshots Refused"_s).size() == 1);
         QTRY_VERIFY(portal.storedScreenshotPermissions().isEmpty());
-        const QStringList told = notifications.summaries();
-        QVERIFY2(told.contains(QStringLiteral("Vontrel Error")), qPrintable(told.join(QLatin1Char(','))));
-        QTRY_VERIFY(notifications.summaries().count(QStringLiteral("Screenshots Refused")) == 1);
-        const QString error = notifications.received().at(told.indexOf(QStringLiteral("Vontrel Error"))).body;
-        QVERIFY2(error.contains(QStringLiteral("DeletePermission screenshot screenshot ''")),
-                 qPrintable(error));
+        const QStringList told = notifications.summaries;
+        QVERIFY2(told.contains(u"Vontrel Error"_s), qPrintable(told.join(u',')));
+        QTRY_VERIFY(notifications.summaries.count(u"Screenshots Refused"_s) == 1);
+        const QString error = notifications.received.at(told.indexOf(u"Vontrel Error"_s)).body;
+        QVERIFY2(error.contains(u"DeletePermission screenshot screenshot ''"_s), qPrintable(error));
 
         // The next capture reaches the desktop again.
         app.handleRequest(capture);

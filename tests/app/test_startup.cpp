@@ -20,7 +20,9 @@
 #include <atomic>
 #include <thread>
 
-const QString vontrelPath = TestEnv::binaryDir() + QStringLiteral("/src/vontrel");
+using namespace Qt::StringLiterals;
+
+const QString vontrelPath = TestEnv::binaryDir() + u"/src/vontrel"_s;
 
 class TestStartup : public QObject
 {
@@ -29,82 +31,58 @@ class TestStartup : public QObject
 private slots:
     void initTestCase()
     {
-        QApplication::setApplicationName(QStringLiteral("Vontrel"));
-        QApplication::setOrganizationName(QStringLiteral("Vontrel"));
-        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
+        QApplication::setApplicationName(u"Vontrel"_s);
+        QApplication::setOrganizationName(u"Vontrel"_s);
+        UpdateChecker::instance()->setServiceUrl(QUrl(u"http://127.0.0.1:1"_s));
         QVERIFY2(QFileInfo(vontrelPath).isExecutable(), qPrintable(vontrelPath));
     }
 
-    void noDisplayIsOneLine_data()
+    // Without a display the program says why in one line; asked for help or the version, or given a bad
+    // option, it answers on a plain terminal.
+    void withoutDisplay_data()
     {
-        QTest::addColumn<QString>("display");
-        QTest::addColumn<QString>("platform");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("none named") << QString() << QString() << QStringLiteral("no display found");
-        QTest::newRow("named but absent") << QStringLiteral(":9999") << QStringLiteral("xcb")
-                                          << QStringLiteral("could not connect to display :9999");
-    }
-
-    void noDisplayIsOneLine()
-    {
-        QFETCH(QString, display);
-        QFETCH(QString, platform);
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char *name : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"})
-            env.remove(QString::fromLatin1(name));
-        if (!display.isEmpty())
-            env.insert(QStringLiteral("DISPLAY"), display);
-        if (!platform.isEmpty())
-            env.insert(QStringLiteral("QT_QPA_PLATFORM"), platform);
-        QProcess vontrel;
-        vontrel.setProcessEnvironment(env);
-        vontrel.start(vontrelPath, {});
-        QVERIFY(vontrel.waitForFinished(30000));
-        QCOMPARE(vontrel.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(vontrel.exitCode(), 1);
-        QFETCH(QString, reason);
-        QCOMPARE(QString::fromLocal8Bit(vontrel.readAllStandardError()),
-                 QStringLiteral("Vontrel needs a graphical session (X11 or Wayland): %1\n").arg(reason));
-    }
-
-    // Asked for help or the version, or given a bad option, the program answers on a plain terminal.
-    void commandLineWithoutDisplay_data()
-    {
+        QTest::addColumn<QString>("display"); // named but absent; empty: none named
         QTest::addColumn<QString>("option");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("stdoutStart");
         QTest::addColumn<QString>("stderrText");
-        QTest::newRow("version") << QStringLiteral("--version") << 0
-                                 << QStringLiteral("Vontrel " VONTREL_VERSION "\n") << QString();
-        QTest::newRow("help") << QStringLiteral("--help") << 0 << QStringLiteral("Usage: vontrel [action]\n")
-                              << QString();
-        QTest::newRow("unknown") << QStringLiteral("--bogus") << 2 << QString()
-                                 << QStringLiteral("vontrel: unknown option '--bogus'\n"
-                                                   "Try 'vontrel --help' for more information.\n");
+        const QString session = u"Vontrel needs a graphical session (X11 or Wayland): "_s;
+        QTest::newRow("none named") << QString() << QString() << 1 << QString()
+                                    << session + "no display found\n";
+        QTest::newRow("named but absent")
+            << u":9999"_s << QString() << 1 << QString() << session + "could not connect to display :9999\n";
+        QTest::newRow("version") << QString() << u"--version"_s << 0 << u"Vontrel " VONTREL_VERSION "\n"_s
+                                 << QString();
+        QTest::newRow("help") << QString() << u"--help"_s << 0 << u"Usage: vontrel [action]\n"_s << QString();
+        QTest::newRow("unknown")
+            << QString() << u"--bogus"_s << 2 << QString()
+            << u"vontrel: unknown option '--bogus'\nTry 'vontrel --help' for more information.\n"_s;
     }
 
-    void commandLineWithoutDisplay()
+    void withoutDisplay()
     {
+        QFETCH(QString, display);
         QFETCH(QString, option);
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         for (const char *name : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"})
             env.remove(QString::fromLatin1(name));
+        if (!display.isEmpty()) {
+            env.insert(u"DISPLAY"_s, display);
+            env.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        }
         QProcess vontrel;
         vontrel.setProcessEnvironment(env);
-        vontrel.start(vontrelPath, {option});
+        vontrel.start(vontrelPath, option.isEmpty() ? QStringList() : QStringList{option});
         QVERIFY(vontrel.waitForFinished(30000));
-        QFETCH(int, exitCode);
-        QCOMPARE(vontrel.exitCode(), exitCode);
+        QCOMPARE(vontrel.exitStatus(), QProcess::NormalExit);
+        QTEST(vontrel.exitCode(), "exitCode");
         QFETCH(QString, stdoutStart);
         const QString output = QString::fromLocal8Bit(vontrel.readAllStandardOutput());
         QVERIFY2(stdoutStart.isEmpty() ? output.isEmpty() : output.startsWith(stdoutStart),
                  qPrintable(output));
-        if (option == QLatin1String("--help")) {
-            QVERIFY(output.contains(QLatin1String("--capture")));
-            QVERIFY(output.contains(QLatin1String("--selection")));
-        }
-        QFETCH(QString, stderrText);
-        QCOMPARE(QString::fromLocal8Bit(vontrel.readAllStandardError()), stderrText);
+        if (option == "--help"_L1)
+            QVERIFY(output.contains("--capture"_L1) && output.contains("--selection"_L1));
+        QTEST(QString::fromLocal8Bit(vontrel.readAllStandardError()), "stderrText");
     }
 
     void secondStartHandsItsRequestOver_data()
@@ -113,27 +91,18 @@ private slots:
         QTest::addColumn<QByteArray>("activationToken");
         QTest::addColumn<QByteArray>("startupId");
         QTest::addColumn<int>("action");
-        QTest::addColumn<QString>("said");
-        QTest::newRow("plain start") << QStringList() << QByteArray() << QByteArray()
-                                     << int(InstanceRequest::ShowPreferences)
-                                     << QStringLiteral("its Preferences window has been opened.");
+        const auto row = [](const char *name, const char *option, const char *token, const char *id,
+                            int action) {
+            QTest::newRow(name) << (*option ? QStringList{option} : QStringList()) << QByteArray(token)
+                                << QByteArray(id) << action;
+        };
+        row("plain start", "", "", "", InstanceRequest::ShowPreferences);
         // Tokens are the desktop's to choose; a space or a line break must not end them early.
-        QTest::newRow("wayland token") << QStringList() << QByteArray("gnome-shell/ab cd\n%ef")
-                                       << QByteArray() << int(InstanceRequest::ShowPreferences)
-                                       << QStringLiteral("its Preferences window has been opened.");
-        QTest::newRow("x11 startup id")
-            << QStringList() << QByteArray() << QByteArray("xfce-launch-42_TIME918273")
-            << int(InstanceRequest::ShowPreferences)
-            << QStringLiteral("its Preferences window has been opened.");
+        row("wayland token", "", "gnome-shell/ab cd\n%ef", "", InstanceRequest::ShowPreferences);
         // What a desktop shortcut bound to the actions runs.
-        QTest::newRow("capture") << QStringList{QStringLiteral("--capture")} << QByteArray("token-1")
-                                 << QByteArray() << int(InstanceRequest::Capture)
-                                 << QStringLiteral("it has been asked to start a text screenshot.");
-        QTest::newRow("selection") << QStringList{QStringLiteral("--selection")} << QByteArray()
-                                   << QByteArray("sway-launch_TIME918273") << int(InstanceRequest::Selection)
-                                   << QStringLiteral(
-                                          "it has been asked to translate the selected or clipboard "
-                                          "text.");
+        row("capture", "--capture", "token-1", "", InstanceRequest::Capture);
+        row("selection, x11 startup id", "--selection", "", "xfce-launch-42_TIME918273",
+            InstanceRequest::Selection);
     }
 
     void secondStartHandsItsRequestOver()
@@ -157,12 +126,8 @@ private slots:
                 [&requests](const InstanceRequest &request) { requests << request; });
 
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.remove(QStringLiteral("XDG_ACTIVATION_TOKEN"));
-        env.remove(QStringLiteral("DESKTOP_STARTUP_ID"));
-        if (!activationToken.isEmpty())
-            env.insert(QStringLiteral("XDG_ACTIVATION_TOKEN"), QString::fromUtf8(activationToken));
-        if (!startupId.isEmpty())
-            env.insert(QStringLiteral("DESKTOP_STARTUP_ID"), QString::fromUtf8(startupId));
+        env.insert(u"XDG_ACTIVATION_TOKEN"_s, QString::fromUtf8(activationToken));
+        env.insert(u"DESKTOP_STARTUP_ID"_s, QString::fromUtf8(startupId));
         QProcess second;
         second.setProcessEnvironment(env);
         second.start(vontrelPath, arguments);
@@ -170,10 +135,12 @@ private slots:
         // It may have ended while the spy waited, and then there is nothing left to wait for.
         QTRY_COMPARE_WITH_TIMEOUT(second.state(), QProcess::NotRunning, 10000);
         QCOMPARE(second.exitCode(), 0);
-        QFETCH(QString, said);
-        QCOMPARE(QString::fromLocal8Bit(second.readAllStandardOutput()),
-                 QStringLiteral("Vontrel is already running; %1\n").arg(said));
         QFETCH(int, action);
+        const QString said[] = {u"its Preferences window has been opened."_s,
+                                u"it has been asked to start a text screenshot."_s,
+                                u"it has been asked to translate the selected or clipboard text."_s};
+        QCOMPARE(QString::fromLocal8Bit(second.readAllStandardOutput()),
+                 u"Vontrel is already running; %1\n"_s.arg(said[action]));
         QCOMPARE(int(requests.at(0).action), action);
         QCOMPARE(requests.at(0).activationToken, activationToken);
         QCOMPARE(requests.at(0).startupId, startupId);
@@ -254,21 +221,19 @@ private slots:
         app.setHotkeyBackendForTesting(std::make_unique<FakeHotkeyBackend>());
         app.start();
 
-        const QStringList kept = folder.entryList({QStringLiteral("config.json.corrupt-*")});
+        const QStringList kept = folder.entryList({u"config.json.corrupt-*"_s});
         QCOMPARE(kept.size(), 1);
         const QString notice =
-            QStringLiteral("Vontrel Settings\nVontrel could not read its settings file and "
-                           "started with default settings. The file was kept as:\n%1")
-                .arg(folder.filePath(kept.first()));
-        QTRY_VERIFY2(app.shownMessages().contains(notice),
-                     qPrintable(app.shownMessages().join(QLatin1Char('|'))));
+            u"Vontrel Settings\nVontrel could not read its settings file and "
+            "started with default settings. The file was kept as:\n%1"_s.arg(folder.filePath(kept.first()));
+        QTRY_VERIFY2(app.shownMessages().contains(notice), qPrintable(app.shownMessages().join(u'|')));
         // It explains the missing key, so it comes before the box that asks for one.
         const QStringList shown = app.shownMessages();
         const auto askForKey = std::find_if(shown.cbegin(), shown.cend(), [](const QString &message) {
-            return message.startsWith(QLatin1String("Configuration Required\n"));
+            return message.startsWith("Configuration Required\n"_L1);
         });
         QVERIFY2(askForKey != shown.cend() && askForKey - shown.cbegin() > shown.indexOf(notice),
-                 qPrintable(shown.join(QLatin1Char('|'))));
+                 qPrintable(shown.join(u'|')));
         QCOMPARE(QFileInfo(debugLogPath()).permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
                  QFileDevice::Permissions());
     }

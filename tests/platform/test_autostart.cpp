@@ -9,6 +9,8 @@
 
 #include "TestEnv.h"
 
+using namespace Qt::StringLiterals;
+
 class TestAutoStart : public QObject
 {
     Q_OBJECT
@@ -28,7 +30,7 @@ private slots:
     {
         QFETCH(QByteArray, entry);
         QTemporaryDir dir;
-        XdgAutoStartBackend backend(dir.path(), QStringLiteral("/opt/vontrel/bin/vontrel"));
+        XdgAutoStartBackend backend(dir.path(), u"/opt/vontrel/bin/vontrel"_s);
         QVERIFY(TestEnv::writeFile(backend.entryPath(), entry));
         QTEST(backend.isEnabled(), "installed");
     }
@@ -44,20 +46,20 @@ private slots:
     {
         QFETCH(bool, enable);
         QTemporaryDir dir;
-        XdgAutoStartBackend backend(dir.path(), QStringLiteral("/opt/vontrel/bin/vontrel"));
-        QVERIFY(TestEnv::writeFile(dir.filePath(QStringLiteral("vontrel.desktop")),
+        XdgAutoStartBackend backend(dir.path(), u"/opt/vontrel/bin/vontrel"_s);
+        QVERIFY(TestEnv::writeFile(dir.filePath(u"vontrel.desktop"_s),
                                    "[Desktop Entry]\nExec=/opt/vontrel/bin/vontrel\n"));
         QVERIFY(backend.isEnabled());
         QVERIFY(enable ? backend.enable() : backend.disable());
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
-                 enable ? QStringList{QStringLiteral("app.vontrel.Vontrel.desktop")} : QStringList());
+                 enable ? QStringList{u"app.vontrel.Vontrel.desktop"_s} : QStringList());
         QCOMPARE(backend.isEnabled(), enable);
     }
 
     void managerEntryNamesThisExecutable()
     {
         const QString entry = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-                              QStringLiteral("/autostart/app.vontrel.Vontrel.desktop");
+                              u"/autostart/app.vontrel.Vontrel.desktop"_s;
         QVERIFY2(entry.startsWith(qEnvironmentVariable("XDG_CONFIG_HOME")), "needs a private home");
         AutoStartManager *manager = AutoStartManager::instance();
         QVERIFY(!manager->isAutoStartEnabled());

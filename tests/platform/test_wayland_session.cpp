@@ -19,6 +19,8 @@
 #include <QPointer>
 #include <QProcess>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kBound = 20000;
@@ -29,8 +31,7 @@ ResultWindow *waitForTranslation(const VontrelApp &app, const QPointer<ResultWin
     ResultWindow *window = nullptr;
     const auto done = [&] {
         window = dynamic_cast<ResultWindow *>(app.sessionController()->currentWindow());
-        return window && window != old && window->isVisible() &&
-               window->getTranslation() == QLatin1String("Hello");
+        return window && window != old && window->isVisible() && window->getTranslation() == "Hello"_L1;
     };
     return QTest::qWaitFor(done, kBound) ? window : nullptr;
 }
@@ -46,11 +47,11 @@ private slots:
     {
         const QString unavailable = qEnvironmentVariable("VONTREL_WAYLAND_UNAVAILABLE");
         if (!unavailable.isEmpty())
-            QSKIP(qPrintable(QStringLiteral("no Wayland compositor: ") + unavailable));
-        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("wayland"));
-        QApplication::setApplicationName(QStringLiteral("Vontrel"));
-        QApplication::setOrganizationName(QStringLiteral("Vontrel"));
-        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
+            QSKIP(qPrintable(u"no Wayland compositor: "_s + unavailable));
+        QCOMPARE(QGuiApplication::platformName(), u"wayland"_s);
+        QApplication::setApplicationName(u"Vontrel"_s);
+        QApplication::setOrganizationName(u"Vontrel"_s);
+        UpdateChecker::instance()->setServiceUrl(QUrl(u"http://127.0.0.1:1"_s));
     }
 
     void hotkeysTrayAndCapture()
@@ -76,10 +77,10 @@ private slots:
                  (Triggers{{"capture", "SHIFT+LOGO+1"}, {"clipboard-text", "SHIFT+LOGO+2"}}));
         QTest::qWait(200);
         QVERIFY2(app.shownMessages().isEmpty() && app.shownBalloons().isEmpty(),
-                 qPrintable((app.shownMessages() + app.shownBalloons()).join(QLatin1Char('|'))));
+                 qPrintable((app.shownMessages() + app.shownBalloons()).join(u'|')));
 
         // The tray's clipboard entry translates the clipboard text, with no copy keystroke.
-        QGuiApplication::clipboard()->setText(QStringLiteral("Bonjour"));
+        QGuiApplication::clipboard()->setText(u"Bonjour"_s);
         app.clipboardTextAction()->trigger();
         QPointer<ResultWindow> window = waitForTranslation(app, nullptr);
         QVERIFY(window);
@@ -87,24 +88,23 @@ private slots:
         QVERIFY(server.requests().at(0).body.contains("Bonjour"));
 
         // The portal's activation of the clipboard-text shortcut opens the same kind of session.
-        QGuiApplication::clipboard()->setText(QStringLiteral("Guten Tag"));
-        portal.activate(QStringLiteral("clipboard-text"), 1000);
+        QGuiApplication::clipboard()->setText(u"Guten Tag"_s);
+        portal.activate(u"clipboard-text"_s, 1000);
         window = waitForTranslation(app, window);
         QVERIFY(window);
         QVERIFY(server.requests().last().body.contains("Guten Tag"));
 
         // Changed keys on the Hotkeys page bind again, in a session of their own.
-        app.onHotkeysChanged(QKeySequence(QStringLiteral("Ctrl+Alt+C")),
-                             QKeySequence(QStringLiteral("Ctrl+Alt+T")));
+        app.onHotkeysChanged(QKeySequence(u"Ctrl+Alt+C"_s), QKeySequence(u"Ctrl+Alt+T"_s));
         QTRY_COMPARE_WITH_TIMEOUT(portal.binds().size(), 2, kBound);
         QCOMPARE(portal.binds().at(1).preferredTriggers,
                  (Triggers{{"capture", "CTRL+ALT+c"}, {"clipboard-text", "CTRL+ALT+t"}}));
         QTRY_COMPARE_WITH_TIMEOUT(portal.openSessions().size(), 1, kBound);
 
         // The capture shortcut asks the portal for a screenshot and opens the region selector on its file.
-        portal.activate(QStringLiteral("capture"), 2000);
+        portal.activate(u"capture"_s, 2000);
         QTRY_COMPARE_WITH_TIMEOUT(portal.screenshotCount(), 1, kBound);
-        QCOMPARE(portal.lastScreenshotOptions().value(QStringLiteral("interactive")).toBool(), false);
+        QCOMPARE(portal.lastScreenshotOptions().value(u"interactive"_s).toBool(), false);
         QTRY_COMPARE_WITH_TIMEOUT(X11TestHelpers::captureOverlays().size(), 1, kBound);
         CaptureOverlay *overlay = X11TestHelpers::captureOverlays().first();
         const QImage shown = overlay->grab().toImage();
@@ -122,7 +122,7 @@ private slots:
         QProcess owner;
         owner.setStandardOutputFile(QProcess::nullDevice());
         owner.setStandardErrorFile(QProcess::nullDevice());
-        owner.start(QStringLiteral("wl-copy"), {QStringLiteral("Buenos dias")});
+        owner.start(u"wl-copy"_s, {u"Buenos dias"_s});
         QVERIFY(owner.waitForFinished(kBound));
         QCOMPARE(owner.exitCode(), 0);
         app.handleRequest(InstanceRequest{InstanceRequest::Selection, {}, {}});

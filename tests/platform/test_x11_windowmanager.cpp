@@ -11,6 +11,8 @@
 #include <QPointer>
 #include <QStandardPaths>
 
+using namespace Qt::StringLiterals;
+
 using namespace X11TestHelpers;
 
 namespace {
@@ -19,7 +21,7 @@ constexpr int kBound = 20000;
 
 QString activeWindowId()
 {
-    return QString::fromLocal8Bit(runTool(QStringLiteral("xdotool"), {"getactivewindow"}).output).trimmed();
+    return QString::fromLocal8Bit(runTool(u"xdotool"_s, {"getactivewindow"}).output).trimmed();
 }
 
 void clickInto(const QString &windowId)
@@ -36,15 +38,14 @@ class TestX11WindowManager : public QObject
 private slots:
     void initTestCase()
     {
-        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-        if (QStandardPaths::findExecutable(QStringLiteral("openbox")).isEmpty())
+        QCOMPARE(QGuiApplication::platformName(), u"xcb"_s);
+        if (QStandardPaths::findExecutable(u"openbox"_s).isEmpty())
             QSKIP("openbox is not installed (Debian package openbox)");
         m_windowManager.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_windowManager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        m_windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
         QVERIFY(m_windowManager.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(runTool(QStringLiteral("xprop"), {"-root", "_NET_SUPPORTING_WM_CHECK"})
-                                     .output.contains("window id"),
-                                 kBound);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            runTool(u"xprop"_s, {"-root", "_NET_SUPPORTING_WM_CHECK"}).output.contains("window id"), kBound);
     }
 
     void cleanupTestCase()
@@ -69,7 +70,7 @@ private slots:
 
         // The application the user works in, made active by a click as the user would.
         HelperProcess other;
-        QVERIFY(other.start({QStringLiteral("text-window"), QStringLiteral("Guten Morgen")}));
+        QVERIFY(other.start({u"text-window"_s, u"Guten Morgen"_s}));
         const QString otherId = other.readyValue();
         clickInto(otherId);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindowId(), otherId, kBound);
@@ -77,7 +78,7 @@ private slots:
         // Twice: the second window opens after the user went back to the other application.
         for (int round = 0; round < 2; ++round) {
             QPointer<ResultWindow> old = dynamic_cast<ResultWindow *>(rig.controller->currentWindow());
-            xdotool({QStringLiteral("key"), QStringLiteral("super+shift+2")});
+            xdotool({u"key"_s, u"super+shift+2"_s});
             QPointer<ResultWindow> window;
             QTRY_VERIFY_WITH_TIMEOUT(
                 (window = dynamic_cast<ResultWindow *>(rig.controller->currentWindow())) && window != old &&
@@ -88,9 +89,8 @@ private slots:
             const QString windowId = QString::number(window->winId());
             QTRY_COMPARE_WITH_TIMEOUT(activeWindowId(), windowId, kBound);
             QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeWindow() == window, kBound);
-            const QByteArray type = runTool(QStringLiteral("xprop"), {QStringLiteral("-id"), windowId,
-                                                                      QStringLiteral("_NET_WM_WINDOW_TYPE")})
-                                        .output;
+            const QByteArray type =
+                runTool(u"xprop"_s, {u"-id"_s, windowId, u"_NET_WM_WINDOW_TYPE"_s}).output;
             QVERIFY2(type.contains("_NET_WM_WINDOW_TYPE_UTILITY"), type.constData());
             QVERIFY(!window->windowTitle().isEmpty());
 

@@ -47,6 +47,31 @@ double indicatorContrast(const QImage &window, QWidget *windowWidget, QCheckBox 
     return best;
 }
 
+// The texts of the window's visible labels (not word-wrapped), buttons and combo boxes that are cut off.
+QString clippedTexts(QWidget *window)
+{
+    QStringList clipped;
+    for (QWidget *widget : window->findChildren<QWidget *>()) {
+        auto *label = qobject_cast<QLabel *>(widget);
+        auto *button = qobject_cast<QAbstractButton *>(widget);
+        auto *combo = qobject_cast<QComboBox *>(widget);
+        const QString text = label    ? (label->wordWrap() ? QString() : label->text())
+                             : button ? button->text()
+                             : combo  ? combo->currentText()
+                                      : QString();
+        const QSize needed = widget->minimumSizeHint();
+        if (widget->isVisible() && !text.isEmpty() &&
+            (widget->width() < needed.width() || widget->height() < needed.height()))
+            clipped << QStringLiteral("%1 (%2x%3 < %4x%5)")
+                           .arg(text)
+                           .arg(widget->width())
+                           .arg(widget->height())
+                           .arg(needed.width())
+                           .arg(needed.height());
+    }
+    return clipped.join(QStringLiteral(", "));
+}
+
 } // namespace
 
 // Shows every page under X11, in English on a light palette and in Chinese on a dark one, and fails when a
@@ -87,37 +112,19 @@ private slots:
         m_window->showPage(page);
         m_window->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_window));
-        // The window is shown already after the first row, so nothing above waited for the posted language
-        // change and the relayouts it brings.
-        QTest::qWait(100);
+        // The window is shown already after the first row: the language change and the relayouts it brings
+        // are posted, so the texts are checked once they have settled.
+        QTRY_COMPARE(m_window->windowTitle(),
+                     QCoreApplication::translate("PreferencesWindow", "Preferences"));
         QTRY_VERIFY(
             m_window->styleSheet().contains(dark ? QLatin1String("#2d2d2d") : QLatin1String("#ffffff")));
-
+        const bool settled = QTest::qWaitFor([this] { return clippedTexts(m_window).isEmpty(); });
         // Saved before the checks, so a failing page can be looked at.
         const QString dir = qEnvironmentVariable("VONTREL_SCREENSHOT_DIR");
         if (!dir.isEmpty())
             QVERIFY(QDir().mkpath(dir) &&
                     m_window->grab().save(dir + '/' + QTest::currentDataTag() + ".png"));
-        QStringList clipped;
-        for (QWidget *widget : m_window->findChildren<QWidget *>()) {
-            auto *label = qobject_cast<QLabel *>(widget);
-            auto *button = qobject_cast<QAbstractButton *>(widget);
-            auto *combo = qobject_cast<QComboBox *>(widget);
-            const QString text = label    ? (label->wordWrap() ? QString() : label->text())
-                                 : button ? button->text()
-                                 : combo  ? combo->currentText()
-                                          : QString();
-            const QSize needed = widget->minimumSizeHint();
-            if (widget->isVisible() && !text.isEmpty() &&
-                (widget->width() < needed.width() || widget->height() < needed.height()))
-                clipped << QStringLiteral("%1 (%2x%3 < %4x%5)")
-                               .arg(text)
-                               .arg(widget->width())
-                               .arg(widget->height())
-                               .arg(needed.width())
-                               .arg(needed.height());
-        }
-        QVERIFY2(clipped.isEmpty(), qPrintable(clipped.join(QStringLiteral(", "))));
+        QVERIFY2(settled, qPrintable(clippedTexts(m_window)));
         const QImage shown = m_window->grab().toImage();
         for (QCheckBox *box : m_window->findChildren<QCheckBox *>()) {
             if (box->isVisible())

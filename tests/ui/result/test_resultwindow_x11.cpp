@@ -100,8 +100,6 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(w.get()));
         if (w->testAttribute(Qt::WA_TranslucentBackground))
             QSKIP("a compositing manager draws the antialiased rounded border");
-        // The corners are settled a moment after the window shows; look at them after that, as the user does.
-        QTest::qWait(300);
 
         const QColor border(vontrelThemeColors().windowBorder);
         auto shown = [&w](int x, int y) {

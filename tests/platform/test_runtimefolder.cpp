@@ -46,22 +46,43 @@ class TestRuntimeFolder final : public QObject
 {
     Q_OBJECT
 
-    QByteArray m_runtime, m_tmp, m_cache;
-
 private slots:
-    void initTestCase()
+    // Whatever sits at the log's name, the log neither writes through it nor changes its mode, nor waits.
+    void logFollowsNoLink_data()
     {
-        m_runtime = qgetenv("XDG_RUNTIME_DIR");
-        m_tmp = qgetenv("TMPDIR");
-        m_cache = qgetenv("XDG_CACHE_HOME");
-    }
-    void cleanup()
-    {
-        qputenv("XDG_RUNTIME_DIR", m_runtime);
-        qputenv("TMPDIR", m_tmp);
-        qputenv("XDG_CACHE_HOME", m_cache);
+        QTest::addColumn<QString>("planted");
+        QTest::newRow("link to a file of the user's") << "link";
+        QTest::newRow("named pipe") << "pipe";
     }
 
+    void logFollowsNoLink()
+    {
+        QFETCH(QString, planted);
+        const QString log = debugLogPath();
+        QVERIFY(!log.isEmpty());
+        QFile::remove(log);
+        QTemporaryDir dir;
+        const QString victim = dir.filePath(u"victim"_s);
+        QVERIFY(TestEnv::writeFile(victim, "mine\n"));
+        QVERIFY(QFile::setPermissions(victim, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                  QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        if (planted == "link"_L1)
+            QVERIFY(QFile::link(victim, log));
+        else
+            QVERIFY(::mkfifo(QFile::encodeName(log).constData(), 0600) == 0);
+
+        appendDebugLog(u"Hotkey triggered id=1"_s);
+        QCOMPARE(TestEnv::readFile(victim), QByteArray("mine\n"));
+        QCOMPARE(modeOf(victim), 0644);
+        QVERIFY(QFile::remove(log));
+
+        // With the name free again, the log is a file of the user's alone.
+        appendDebugLog(u"Hotkey triggered id=2"_s);
+        QVERIFY(TestEnv::readFile(log).endsWith("Hotkey triggered id=2\n"));
+        QCOMPARE(modeOf(log), 0600);
+    }
+
+    // Last: its rows leave the environment naming folders that are gone.
     void folderOnlyTheUserCanEnter_data()
     {
         QTest::addColumn<QString>("xdg");      // what XDG_RUNTIME_DIR names; empty: it is not set
@@ -123,41 +144,6 @@ private slots:
         for (const QString &path :
              {debugLogPath(), SingleInstance::lockFilePath(), SingleInstance::socketPath()})
             QCOMPARE(QFileInfo(path).absolutePath(), folder);
-    }
-
-    // Whatever sits at the log's name, the log neither writes through it nor changes its mode, nor waits.
-    void logFollowsNoLink_data()
-    {
-        QTest::addColumn<QString>("planted");
-        QTest::newRow("link to a file of the user's") << "link";
-        QTest::newRow("named pipe") << "pipe";
-    }
-
-    void logFollowsNoLink()
-    {
-        QFETCH(QString, planted);
-        const QString log = debugLogPath();
-        QVERIFY(!log.isEmpty());
-        QFile::remove(log);
-        QTemporaryDir dir;
-        const QString victim = dir.filePath(u"victim"_s);
-        QVERIFY(TestEnv::writeFile(victim, "mine\n"));
-        QVERIFY(QFile::setPermissions(victim, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                  QFileDevice::ReadGroup | QFileDevice::ReadOther));
-        if (planted == "link"_L1)
-            QVERIFY(QFile::link(victim, log));
-        else
-            QVERIFY(::mkfifo(QFile::encodeName(log).constData(), 0600) == 0);
-
-        appendDebugLog(u"Hotkey triggered id=1"_s);
-        QCOMPARE(TestEnv::readFile(victim), QByteArray("mine\n"));
-        QCOMPARE(modeOf(victim), 0644);
-        QVERIFY(QFile::remove(log));
-
-        // With the name free again, the log is a file of the user's alone.
-        appendDebugLog(u"Hotkey triggered id=2"_s);
-        QVERIFY(TestEnv::readFile(log).endsWith("Hotkey triggered id=2\n"));
-        QCOMPARE(modeOf(log), 0600);
     }
 };
 

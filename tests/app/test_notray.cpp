@@ -196,30 +196,10 @@ private slots:
         QVERIFY(app.clipboardTextAction()->shortcut().isEmpty());
     }
 
-    // The desktop's screenshot dialog is open and unanswered: the user learns what it is for, and a second
-    // capture asked for meanwhile is told to wait rather than vanish.
-    void captureWaitingForTheDesktop()
-    {
-        NotificationRecorder notifications(kBus);
-        FakePortal portal(kBus);
-        portal.setScreenshotResponse(FakePortal::NoAnswer);
-        VontrelApp app;
-        startOnWayland(app);
-
-        const InstanceRequest capture{InstanceRequest::Capture, {}, {}};
-        app.handleRequest(capture);
-        QTRY_COMPARE(portal.screenshotCount(), 1);
-        QTRY_VERIFY_WITH_TIMEOUT(notifications.summaries.contains(u"Waiting for Screenshot Permission"_s),
-                                 30000);
-
-        app.handleRequest(capture);
-        QTRY_VERIFY(notifications.summaries.contains(u"Screenshot Pending"_s));
-        QCOMPARE(portal.screenshotCount(), 1);
-    }
-
     // An earlier Deny the desktop keeps: the capture says so, and Vontrel offers to make the desktop ask
-    // again.
-    void keptDenialCanBeUndone()
+    // again. Then the desktop's dialog is open and unanswered: the user learns what it is for, and a capture
+    // asked for meanwhile is told to wait rather than vanish.
+    void captureRefusedThenWaitingForTheDesktop()
     {
         NotificationRecorder notifications(kBus);
         FakePortal portal(kBus);
@@ -240,8 +220,14 @@ private slots:
         QVERIFY2(error.contains(u"DeletePermission screenshot screenshot ''"_s), qPrintable(error));
 
         // The next capture reaches the desktop again.
+        portal.setScreenshotResponse(FakePortal::NoAnswer);
         app.handleRequest(capture);
         QTRY_COMPARE(portal.screenshotCount(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(notifications.summaries.count(u"Waiting for Screenshot Permission"_s), 1,
+                                  30000);
+        app.handleRequest(capture);
+        QTRY_VERIFY(notifications.summaries.contains(u"Screenshot Pending"_s));
+        QCOMPARE(portal.screenshotCount(), 2);
     }
 };
 

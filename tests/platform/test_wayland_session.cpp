@@ -17,7 +17,6 @@
 #include <QClipboard>
 #include <QPainter>
 #include <QPointer>
-#include <QProcess>
 
 using namespace Qt::StringLiterals;
 
@@ -119,12 +118,7 @@ private slots:
         // unfocused, which weston ignores but Qt remembers: dropped first, so only the other client's counts.
         QGuiApplication::clipboard()->clear();
         // wl-copy returns once it owns the clipboard, and serves it from the background until weston ends.
-        QProcess owner;
-        owner.setStandardOutputFile(QProcess::nullDevice());
-        owner.setStandardErrorFile(QProcess::nullDevice());
-        owner.start(u"wl-copy"_s, {u"Buenos dias"_s});
-        QVERIFY(owner.waitForFinished(kBound));
-        QCOMPARE(owner.exitCode(), 0);
+        QCOMPARE(X11TestHelpers::runTool(u"wl-copy"_s, {u"Buenos dias"_s}).exitCode, 0);
         app.handleRequest(InstanceRequest{InstanceRequest::Selection, {}, {}});
         window = waitForTranslation(app, window);
         QVERIFY(window);

@@ -79,7 +79,11 @@ QString ProviderErrors::redacted(QString text) const
             text.replace(withUser.toDisplayString(), bare);
         }
         text.replace(url.userInfo(QUrl::FullyEncoded) + QLatin1Char('@'), QString());
-        text.replace(url.userInfo(QUrl::FullyDecoded) + QLatin1Char('@'), QString());
+        // userInfo() refuses FullyDecoded (it warns and returns nothing); the decoded form is built by hand.
+        const QString password = url.password(QUrl::FullyDecoded);
+        text.replace(url.userName(QUrl::FullyDecoded) +
+                         (password.isEmpty() ? QString() : QLatin1Char(':') + password) + QLatin1Char('@'),
+                     QString());
     }
     // Short secrets would match ordinary words; what is left of them after the above is not worth that.
     for (const QString &secret :

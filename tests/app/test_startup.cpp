@@ -97,9 +97,9 @@ private slots:
             QTest::newRow(name) << (*option ? QStringList{option} : QStringList()) << QByteArray(token)
                                 << QByteArray(id) << action;
         };
-        row("plain start", "", "", "", InstanceRequest::ShowPreferences);
         // Tokens are the desktop's to choose; a space or a line break must not end them early.
-        row("wayland token", "", "gnome-shell/ab cd\n%ef", "", InstanceRequest::ShowPreferences);
+        row("plain start, odd wayland token", "", "gnome-shell/ab cd\n%ef", "",
+            InstanceRequest::ShowPreferences);
         // What a desktop shortcut bound to the actions runs.
         row("capture", "--capture", "token-1", "", InstanceRequest::Capture);
         row("selection, x11 startup id", "--selection", "", "xfce-launch-42_TIME918273",

@@ -21,10 +21,11 @@ BUILD_PACKAGES=(
     tesseract-ocr tesseract-ocr-eng tesseract-ocr-chi-sim
     rapidjson-dev fonts-dejavu-core fonts-noto-cjk
 )
-# sway and the rest: a real tiling compositor with the real desktop portals for the tests labelled sway.
+# sway and the rest: a real tiling compositor with the real desktop portals for the tests labelled sway; GNOME
+# Shell with its portal, and gjs for its notifications, for the test labelled gnome.
 TEST_PACKAGES=(xvfb xauth xdotool xclip x11-utils imagemagick clang dbus weston openbox
     sway xdg-desktop-portal xdg-desktop-portal-wlr xdg-desktop-portal-gtk pipewire grim wl-clipboard mako-notifier
-    foot)
+    foot gnome-shell xdg-desktop-portal-gnome gjs)
 # The toolkits the application-window recognition corpus is rendered with; only ./dev.sh corpus needs them.
 CORPUS_PACKAGES=(xvfb xdotool imagemagick fonts-noto-cjk chromium python3-gi gir1.2-gtk-3.0 python3-tk zenity yad
     xterm)

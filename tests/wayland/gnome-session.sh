@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# A headless GNOME Shell 43 with its real desktop portals, for trying Vontrel on GNOME by hand (not part of
-# the CI run: the shell takes long to start and its screenshot permission needs an answer).
+# A headless GNOME Shell 43 with its real desktop portals, for test_gnome_session and for trying Vontrel on
+# GNOME by hand.
 #
 # usage: tests/wayland/gnome-session.sh COMMAND [ARGS...]
 #   runs COMMAND inside the session (with WAYLAND_DISPLAY, the private buses and a private HOME), then ends
-#   the session. tests/wayland/gnome-input.js sends keys and pointer input, e.g. to answer the
+#   the session. Where the session cannot start, COMMAND still runs (offscreen) with
+#   VONTREL_WAYLAND_UNAVAILABLE set to the reason, so a test can skip and say why. tests/wayland/gnome-input.js sends keys and pointer input, e.g. to answer the
 #   "Allow Applications to Take Screenshots?" dialog: gjs tests/wayland/gnome-input.js key ff09 key ff0d
 #
 # Needs gnome-shell, xdg-desktop-portal-gnome, gjs and dbus (Debian 12). As root the shell runs as uid 1000
@@ -12,8 +13,13 @@
 # notification service); a second private bus stands in for the system bus, so nothing looks for logind.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
+unavailable() {
+    echo "gnome-session.sh: $1" >&2
+    VONTREL_WAYLAND_UNAVAILABLE=$1 QT_QPA_PLATFORM=offscreen "${@:2}"
+    exit
+}
 for program in gnome-shell gjs dbus-daemon /usr/libexec/xdg-desktop-portal-gnome; do
-    command -v "$program" >/dev/null || { echo "gnome-session.sh: $program is not installed" >&2; exit 1; }
+    command -v "$program" >/dev/null || unavailable "$program is not installed" "$@"
 done
 
 sandbox=$(mktemp -d "${TMPDIR:-/tmp}/vontrel-gnome.XXXXXX")
@@ -75,9 +81,8 @@ pids="$! $pids"
 waited=0
 until grep -q "GNOME Shell started" "$sandbox/shell.log"; do
     if [ "$waited" -ge 600 ] || ! kill -0 "${pids%% *}" 2>/dev/null; then
-        echo "gnome-session.sh: gnome-shell did not start:" >&2
         tail -n 20 "$sandbox/shell.log" >&2
-        exit 1
+        unavailable "gnome-shell did not start" "$@"
     fi
     sleep 0.1
     waited=$((waited + 1))

@@ -6,8 +6,8 @@
 #include "SwayHarness.h"
 
 #include <QClipboard>
+#include <QDBusInterface>
 #include <QDir>
-#include <QFont>
 #include <QLabel>
 
 using SwayHarness::kBound;
@@ -30,15 +30,13 @@ private slots:
         QVERIFY(SessionRig::serveAsProvider(m_server)); // the settings the program reads at start
 
         // Screenshots were allowed once: GNOME's question itself is answered by hand (gnome-input.js).
-        const QByteArray grant = run(
-            QStringLiteral("gdbus"),
-            {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-             QStringLiteral("org.freedesktop.impl.portal.PermissionStore"), QStringLiteral("--object-path"),
-             QStringLiteral("/org/freedesktop/impl/portal/PermissionStore"), QStringLiteral("--method"),
-             QStringLiteral("org.freedesktop.impl.portal.PermissionStore.SetPermission"),
-             QStringLiteral("screenshot"), QStringLiteral("true"), QStringLiteral("screenshot"), QString(),
-             QStringLiteral("['yes']")});
-        QCOMPARE(grant.trimmed(), QByteArray("()"));
+        const QString store = QStringLiteral("org.freedesktop.impl.portal.PermissionStore");
+        QDBusInterface permissions(store, QStringLiteral("/org/freedesktop/impl/portal/PermissionStore"),
+                                   store);
+        const QDBusMessage grant =
+            permissions.call(QStringLiteral("SetPermission"), QStringLiteral("screenshot"), true,
+                             QStringLiteral("screenshot"), QString(), QStringList{"yes"});
+        QVERIFY2(grant.type() == QDBusMessage::ReplyMessage, qPrintable(grant.errorMessage()));
 
         m_monitor.start(QStringLiteral("dbus-monitor"),
                         {QStringLiteral("interface='org.freedesktop.Notifications',member='Notify'")});
@@ -47,11 +45,9 @@ private slots:
         m_vontrel.start(m_program, {});
         QVERIFY(m_vontrel.waitForStarted());
 
-        QFont font = m_window.font();
-        font.setPixelSize(40);
-        m_window.setFont(font);
         m_window.setAlignment(Qt::AlignLeft | Qt::AlignTop);
-        m_window.setStyleSheet(QStringLiteral("background: white; color: black; padding: 60px"));
+        m_window.setStyleSheet(
+            QStringLiteral("background: white; color: black; padding: 60px; font-size: 40px"));
         m_window.showFullScreen();
         QTRY_VERIFY_WITH_TIMEOUT(m_window.isActiveWindow(), kBound);
     }
@@ -101,10 +97,7 @@ private slots:
         QVERIFY(secondStart(QStringLiteral("--capture")));
         // The selector takes the focus once the portal's screenshot is in; the text is at the top left.
         QTRY_VERIFY_WITH_TIMEOUT(!m_window.isActiveWindow(), kBound);
-        QVERIFY(input({QStringLiteral("move"), QStringLiteral("20"), QStringLiteral("20"),
-                       QStringLiteral("press"), QStringLiteral("move"), QStringLiteral("500"),
-                       QStringLiteral("80"), QStringLiteral("move"), QStringLiteral("800"),
-                       QStringLiteral("140"), QStringLiteral("release")}));
+        QVERIFY(input(QStringLiteral("move 20 20 press move 500 80 move 800 140 release")));
         ++m_requests;
         QTRY_COMPARE_WITH_TIMEOUT(m_server.requests().size(), m_requests, kBound);
         const QString sent = sentText(m_server, m_requests - 1);
@@ -122,11 +115,11 @@ private slots:
     }
 
 private:
-    static bool input(const QStringList &commands)
+    static bool input(const QString &commands)
     {
         int exitCode = -1;
-        run(QStringLiteral("gjs"), QStringList{qEnvironmentVariable("VONTREL_GNOME_INPUT")} + commands,
-            &exitCode);
+        run(QStringLiteral("gjs"),
+            QStringList{qEnvironmentVariable("VONTREL_GNOME_INPUT")} + commands.split(' '), &exitCode);
         return exitCode == 0;
     }
 
@@ -135,8 +128,7 @@ private:
     {
         if (m_window.isActiveWindow())
             return true;
-        return input({QStringLiteral("move"), QStringLiteral("1260"), QStringLiteral("780"),
-                      QStringLiteral("press"), QStringLiteral("release")}) &&
+        return input(QStringLiteral("move 1260 780 press release")) &&
                QTest::qWaitFor([this] { return m_window.isActiveWindow(); }, kBound);
     }
 

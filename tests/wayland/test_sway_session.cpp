@@ -5,14 +5,10 @@
 
 #include "SwayHarness.h"
 
-#include "app/VontrelApp.h"
 #include "capture/CaptureOverlay.h"
 #include "capture/CaptureService.h"
 #include "platform/Platform.h"
-#include "ui/result/ResultWindow.h"
-#include "update/UpdateChecker.h"
 
-#include <QAction>
 #include <QFile>
 #include <QSignalSpy>
 
@@ -31,7 +27,6 @@ private slots:
         QCOMPARE(QGuiApplication::platformName(), QStringLiteral("wayland"));
         QApplication::setApplicationName(QStringLiteral("Vontrel"));
         QApplication::setOrganizationName(QStringLiteral("Vontrel"));
-        UpdateChecker::instance()->setServiceUrl(QUrl(QStringLiteral("http://127.0.0.1:1")));
 
         // A second output right of the first, at scale 2: 1280 x 800 pixels, 640 x 400 logical.
         run(QStringLiteral("swaymsg"), {QStringLiteral("create_output")});
@@ -102,80 +97,6 @@ private slots:
         QCOMPARE(image.convertToFormat(QImage::Format_RGB32),
                  reference.copy(expected).convertToFormat(QImage::Format_RGB32));
         QTRY_VERIFY_WITH_TIMEOUT(visibleOverlays().isEmpty(), kBound);
-    }
-
-    void dragOverATerminalSendsItsText()
-    {
-        LoopbackHttpServer server;
-        QVERIFY(SessionRig::serveAsProvider(server));
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
-        run(QStringLiteral("swaymsg"), {QStringLiteral("focus output HEADLESS-2")});
-        Terminal terminal(QStringLiteral("Quiet harbour lights\n"));
-        QVERIFY(terminal.waitFocused());
-        // The end of the line, where no cursor stands before the text is there.
-        QVERIFY(waitForInk(QRect(1280 + 120, 0, 60, 40)));
-
-        app.captureAction()->trigger();
-        QVERIFY(waitForOverlays(2));
-        // The terminal fills the second output (scale 2), its text at the top left.
-        QVERIFY(m_pointer.drag(QPoint(1281, 1), QPoint(1900, 100), overlayUnderPointer));
-        QTRY_COMPARE_WITH_TIMEOUT(server.requests().size(), 1, kBound);
-        const QString sent = sentText(server, 0);
-        QVERIFY2(sent.contains(QLatin1String("Quiet harbour lights"), Qt::CaseInsensitive), qPrintable(sent));
-    }
-
-    void clipboardOfAnotherClientWhileItHasTheFocus_data()
-    {
-        QTest::addColumn<QString>("clipboard");
-        QTest::addColumn<QString>("primary");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("clipboard") << QStringLiteral("Bonjour tout le monde") << QString()
-                                   << QStringLiteral("Bonjour tout le monde");
-        QTest::newRow("selected text before the clipboard")
-            << QStringLiteral("Bonjour tout le monde") << QStringLiteral("Guten Tag")
-            << QStringLiteral("Guten Tag");
-    }
-
-    void clipboardOfAnotherClientWhileItHasTheFocus()
-    {
-        QFETCH(QString, clipboard);
-        QFETCH(QString, primary);
-        QFETCH(QString, expected);
-        LoopbackHttpServer server;
-        QVERIFY(SessionRig::serveAsProvider(server));
-        VontrelApp app;
-        app.setInteractive(false);
-        app.start();
-        Terminal terminal(QStringLiteral("focused"));
-        QVERIFY(terminal.waitFocused());
-        // wl-copy stays in the background serving its clipboard until another client replaces it.
-        run(QStringLiteral("wl-copy"), {clipboard});
-        run(QStringLiteral("wl-copy"),
-            primary.isEmpty() ? QStringList{QStringLiteral("--primary"), QStringLiteral("--clear")}
-                              : QStringList{QStringLiteral("--primary"), primary});
-        QVERIFY(terminal.waitFocused());
-
-        app.clipboardTextAction()->trigger();
-        QTRY_COMPARE_WITH_TIMEOUT(server.requests().size(), 1, kBound);
-        QCOMPARE(sentText(server, 0), expected);
-
-        // The result window floats at its own size instead of becoming a tile.
-        ResultWindow *window = nullptr;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                window = dynamic_cast<ResultWindow *>(app.sessionController()->currentWindow());
-                return window && window->isVisible() && window->getTranslation() == QLatin1String("Hello");
-            },
-            kBound));
-        const QList<QJsonObject> views =
-            waitForViews(QCoreApplication::applicationPid(), [window](const QList<QJsonObject> &shown) {
-                return shown.size() == 1 && rectOf(shown.first()).size() == window->size();
-            });
-        QVERIFY(!views.isEmpty());
-        QCOMPARE(views.first().value(QLatin1String("type")).toString(), QStringLiteral("floating_con"));
-        run(QStringLiteral("wl-copy"), {QStringLiteral("--clear")});
     }
 
     // Vontrel as a plain sway runs it: no bar, so no tray; no shortcuts portal, so the user binds sway keys

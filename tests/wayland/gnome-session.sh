@@ -5,8 +5,9 @@
 # usage: tests/wayland/gnome-session.sh COMMAND [ARGS...]
 #   runs COMMAND inside the session (with WAYLAND_DISPLAY, the private buses and a private HOME), then ends
 #   the session. Where the session cannot start, COMMAND still runs (offscreen) with
-#   VONTREL_WAYLAND_UNAVAILABLE set to the reason, so a test can skip and say why. tests/wayland/gnome-input.js sends keys and pointer input, e.g. to answer the
-#   "Allow Applications to Take Screenshots?" dialog: gjs tests/wayland/gnome-input.js key ff09 key ff0d
+#   VONTREL_WAYLAND_UNAVAILABLE set to the reason, so a test can skip and say why.
+#   tests/wayland/gnome-input.js sends keys and pointer input, e.g. to answer the "Allow Applications to Take
+#   Screenshots?" dialog: gjs tests/wayland/gnome-input.js key ff09 key ff0d
 #
 # Needs gnome-shell, xdg-desktop-portal-gnome, gjs and dbus (Debian 12). As root the shell runs as uid 1000
 # of a user namespace. The session bus activates the installed services (the portals, the shell's gjs

@@ -80,7 +80,7 @@ runner=()
 "${runner[@]}" gnome-shell --headless --wayland --no-x11 --virtual-monitor 1280x800 >"$sandbox/shell.log" 2>&1 &
 pids="$! $pids"
 waited=0
-until grep -q "GNOME Shell started" "$sandbox/shell.log"; do
+until grep -qs "GNOME Shell started" "$sandbox/shell.log"; do
     if [ "$waited" -ge 600 ] || ! kill -0 "${pids%% *}" 2>/dev/null; then
         tail -n 20 "$sandbox/shell.log" >&2
         unavailable "gnome-shell did not start" "$@"
